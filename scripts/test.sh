@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# Sets up a fresh Debian machine and runs every test: the normal build, the sanitizer build,
+# and the formatting check.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+if [ "${QUORVANE_SKIP_DEPS:-0}" != 1 ]; then
+  scripts/install-deps.sh
+fi
+
+jobs=$(nproc)
+
+cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
+cmake --build build --parallel "$jobs"
+ctest --test-dir build --output-on-failure --parallel "$jobs"
+
+cmake -S . -B build-sanitize -G Ninja -DCMAKE_BUILD_TYPE=Debug -DQUORVANE_SANITIZE=ON
+cmake --build build-sanitize --parallel "$jobs"
+ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+  ctest --test-dir build-sanitize --output-on-failure --parallel "$jobs"
+
+scripts/check-format.sh

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "wmi/wmi.h"
+
+namespace quorvane {
+
+// Hyper-V method results.
+namespace method_result {
+constexpr std::uint32_t kCompleted = 0;
+constexpr std::uint32_t kJobStarted = 4096;
+constexpr std::uint32_t kInvalidState = 32775;
+}  // namespace method_result
+
+class WmiJob : public IWmiJob {
+ public:
+  static constexpr std::uint32_t kPollIntervalMs = 100;
+
+  WmiJob(WmiServicePtr service, WmiMethodPtr method);
+
+  // Executes the method; when it starts a job, polls the job (fresh fetch each time) until it
+  // reaches a final state. A job succeeds when its "ErrorCode" is 0, whatever that state is.
+  void Run() override;
+  WmiObjectPtr GetAffectedElement(const std::wstring& resultClass) override;
+
+ private:
+  WmiServicePtr service_;
+  WmiMethodPtr method_;
+  WmiObjectPtr job_;
+};
+
+// Whether a "JobState" value is one a job does not leave.
+bool IsFinalJobState(std::int64_t state);
+
+}  // namespace quorvane
