@@ -1,0 +1,91 @@
+#pragma once
+
+// A simulated Hyper-V host: an in-memory stand-in for the WMI provider of a real host, with
+// its machines, settings, jobs and a log of every call it receives. The library's tests run
+// against it, and so can a host application's own tests on machines without Hyper-V.
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "quorvane/export.h"
+
+namespace quorvane::sim {
+
+class HostCore;
+
+struct HostOptions {
+  // The host's NetBIOS name; remote connections must name it (or they find no RPC server).
+  std::wstring name = L"HV-HOST01";
+  // Whether the Host Guardian namespace "root\microsoft\windows\hgs" exists.
+  bool hostGuardian = true;
+  // How long every job runs on the simulated clock.
+  std::uint32_t jobDurationMs = 300;
+  // Credentials a remote connection must present; empty accepts any.
+  std::wstring user;
+  std::wstring password;
+};
+
+// One operation the host received.
+struct Call {
+  // "Connect", "GetObject", "ExecQuery", "PutInstance", "SpawnInstance", "ExecMethod", "Wait".
+  std::wstring operation;
+  std::wstring nameSpace;
+  // The object path, query text or class name; "\\host\namespace" for Connect.
+  std::wstring target;
+  std::wstring method;
+  // Method inputs that were set (in signature order), written properties, or the connect
+  // user; values rendered as text ("{a, b}" for arrays).
+  std::vector<std::pair<std::wstring, std::wstring>> inputs;
+  std::uint64_t clockMs = 0;
+
+  // The input's rendered value, or "" when the call has no such input.
+  std::wstring Input(const std::wstring& name) const;
+};
+
+// A handle to one simulated host; copies share the host. Safe to use from several threads.
+class QUORVANE_API SimulatedHost {
+ public:
+  // A host with its management services and nothing else.
+  static SimulatedHost Create(const HostOptions& options = {});
+  // The shipped default scenario.
+  static SimulatedHost Default();
+  // A host from scenario JSON; `sourceName` names the text in error messages. A scenario that
+  // is not valid raises DefaultException naming the source and the place, and nothing is made.
+  static SimulatedHost FromJson(const std::string& json, const std::string& sourceName = "json");
+  static SimulatedHost LoadScenario(const std::filesystem::path& file);
+
+  std::string ToJson() const;
+  void SaveScenario(const std::filesystem::path& file) const;
+
+  // Faults. A negative count means every call from now on.
+  // The next `count` calls of the method return `returnValue` and change nothing.
+  void FailMethodCalls(const std::wstring& className, const std::wstring& method,
+                       std::uint32_t returnValue, int count = 1);
+  // The next `count` jobs the method starts end in state 10 with this error code.
+  void FailJobs(const std::wstring& className, const std::wstring& method, std::uint16_t errorCode,
+                const std::wstring& description, int count = 1);
+  // The next `count` operations ("Connect", "GetObject", ...) whose target contains `match`
+  // fail with the given status.
+  void FailOperations(const std::wstring& operation, const std::wstring& match,
+                      std::uint32_t status, int count = 1);
+  void ClearFaults();
+
+  std::vector<Call> CallLog() const;
+  void ClearCallLog();
+
+  std::uint64_t ClockMs() const;
+  void AdvanceClock(std::uint64_t milliseconds);
+
+  const std::shared_ptr<HostCore>& Core() const { return core_; }
+
+ private:
+  explicit SimulatedHost(std::shared_ptr<HostCore> core);
+
+  std::shared_ptr<HostCore> core_;
+};
+
+}  // namespace quorvane::sim

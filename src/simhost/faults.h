@@ -1,0 +1,74 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "entry/hresult.h"
+#include "simhost/schema.h"
+
+namespace quorvane::sim {
+
+// The WMI operations a client makes, as the call log and the faults name them.
+enum class Operation : std::uint8_t {
+  Connect,
+  GetObject,
+  ExecQuery,
+  PutInstance,
+  SpawnInstance,
+  ExecMethod,
+  Wait,
+};
+
+std::wstring_view OperationName(Operation operation);
+
+// Scripted failures. A count below zero means every call from now on.
+class FaultPlan {
+ public:
+  // The next `count` calls of the method (on the class or a subclass) return `returnValue`
+  // without doing anything.
+  void FailMethod(std::wstring className, std::wstring method, std::uint32_t returnValue,
+                  int count);
+  // The next `count` jobs the method starts end in state 10 with this error.
+  void FailJob(std::wstring className, std::wstring method, std::uint16_t errorCode,
+               std::wstring description, int count);
+  // The next `count` operations of this kind whose target contains `match` (case-insensitive;
+  // empty matches all) fail with `status`.
+  void FailOperation(Operation operation, std::wstring match, HResult status, int count);
+  void Clear();
+
+  std::optional<std::uint32_t> TakeMethodFault(const ClassDef& cls, std::wstring_view method);
+  struct JobError {
+    std::uint16_t code;
+    std::wstring description;
+  };
+  std::optional<JobError> TakeJobFault(const ClassDef& cls, std::wstring_view method);
+  std::optional<HResult> TakeOperationFault(Operation operation, std::wstring_view target);
+
+ private:
+  struct MethodFault {
+    std::wstring className;
+    std::wstring method;
+    std::uint32_t returnValue;
+    int remaining;
+  };
+  struct JobFault {
+    std::wstring className;
+    std::wstring method;
+    JobError error;
+    int remaining;
+  };
+  struct OperationFault {
+    Operation operation;
+    std::wstring match;
+    HResult status;
+    int remaining;
+  };
+
+  std::vector<MethodFault> methods_;
+  std::vector<JobFault> jobs_;
+  std::vector<OperationFault> operations_;
+};
+
+}  // namespace quorvane::sim

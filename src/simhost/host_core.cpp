@@ -1,0 +1,505 @@
+#include "simhost/host_core.h"
+
+#include <algorithm>
+#include <cwchar>
+
+#include "entry/status.h"
+#include "quorvane/exceptions.h"
+#include "simhost/cim_value.h"
+#include "simhost/sim_wmi.h"
+#include "simhost/wql.h"
+
+namespace quorvane::sim {
+namespace {
+
+constexpr std::uint16_t kJobRunning = 4;
+constexpr std::uint16_t kJobCompleted = 7;
+constexpr std::uint16_t kJobException = 10;
+constexpr std::uint16_t kJobFailedCode = 32768;
+
+[[noreturn]] void Fail(HResult status) {
+  ThrowForStatus(status, WmiMessageText(status));
+}
+
+std::uint64_t SplitMix64(std::uint64_t& state) {
+  std::uint64_t z = (state += 0x9E3779B97F4A7C15ull);
+  z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+  z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+  return z ^ (z >> 31);
+}
+
+bool IsLocalHostName(const std::wstring& host, const std::wstring& name) {
+  return host.empty() || host == L"." || EqualsNoCase(host, L"localhost") ||
+         EqualsNoCase(host, name);
+}
+
+// Civil date from days since 1970-01-01 (proleptic Gregorian).
+void CivilFromDays(std::int64_t days, int& year, int& month, int& day) {
+  days += 719468;
+  const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
+  const std::int64_t dayOfEra = days - era * 146097;
+  const std::int64_t yearOfEra =
+      (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+  const std::int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  const std::int64_t mp = (5 * dayOfYear + 2) / 153;
+  day = static_cast<int>(dayOfYear - (153 * mp + 2) / 5 + 1);
+  month = static_cast<int>(mp < 10 ? mp + 3 : mp - 9);
+  year = static_cast<int>(yearOfEra + era * 400 + (month <= 2 ? 1 : 0));
+}
+
+// A value a WHERE clause can read: a class property or one of the path system properties.
+WqlProperty LookupForQuery(const Repository& repository, Repository::Id id,
+                           const std::wstring& name) {
+  const Instance& instance = repository.Get(id);
+  if (EqualsNoCase(name, L"__PATH")) {
+    return {WmiValue::String(repository.FullPath(id)), false};
+  }
+  if (EqualsNoCase(name, L"__RELPATH")) {
+    return {WmiValue::String(repository.RelativePath(id)), false};
+  }
+  if (EqualsNoCase(name, L"__CLASS")) {
+    return {WmiValue::String(std::wstring(instance.cls->name)), false};
+  }
+  const MemberDef* member = Schema::Instance().FindProperty(*instance.cls, name);
+  const bool numeric =
+      member != nullptr && (member->type == CimType::UInt64 || member->type == CimType::SInt64);
+  return {instance.Get(name), numeric};
+}
+
+void CheckQueryProperties(const ClassDef& cls, const SelectQuery& query) {
+  std::vector<std::wstring> names = query.properties;
+  if (query.where) {
+    CollectProperties(*query.where, names);
+  }
+  for (const auto& name : names) {
+    if (name.rfind(L"__", 0) == 0) {
+      continue;
+    }
+    const MemberDef* member = Schema::Instance().FindProperty(cls, name);
+    if (member == nullptr) {
+      Fail(status::kWbemInvalidQuery);
+    }
+  }
+  if (query.where) {
+    std::vector<std::wstring> tested;
+    CollectProperties(*query.where, tested);
+    for (const auto& name : tested) {
+      const MemberDef* member = Schema::Instance().FindProperty(cls, name);
+      if (member != nullptr && member->array) {
+        Fail(status::kWbemInvalidQuery);  // array properties cannot be tested
+      }
+    }
+  }
+}
+
+}  // namespace
+
+std::wstring CimDatetimeFromClock(std::uint64_t clockMs) {
+  constexpr std::int64_t kDays1970To2026 = 20454;
+  const std::int64_t totalSeconds = static_cast<std::int64_t>(clockMs / 1000);
+  int year = 0;
+  int month = 0;
+  int day = 0;
+  CivilFromDays(kDays1970To2026 + totalSeconds / 86400, year, month, day);
+  const std::int64_t secondOfDay = totalSeconds % 86400;
+  wchar_t buffer[32];
+  std::swprintf(buffer, 32, L"%04d%02d%02d%02d%02d%02d.%06d-000", year, month, day,
+                static_cast<int>(secondOfDay / 3600), static_cast<int>(secondOfDay / 60 % 60),
+                static_cast<int>(secondOfDay % 60), static_cast<int>(clockMs % 1000) * 1000);
+  return buffer;
+}
+
+void JobContext::AddAffected(Repository::Id element) {
+  if (job) {
+    repository.Associate(L"Msvm_AffectedJobElement", L"AffectedElement", element,
+                         L"AffectingElement", *job);
+  }
+}
+
+WmiValue MethodCall::In(std::wstring_view name) const {
+  const auto found = in.find(name);
+  return found == in.end() ? WmiValue() : found->second;
+}
+
+std::uint32_t MethodCall::Complete(std::uint16_t jobType, JobEffect effect) {
+  auto failure = host.Faults().TakeJobFault(cls, method);
+  if (!failure && host.IsSynchronous(cls, method)) {
+    JobContext context{host, repository, std::nullopt};
+    effect(context);
+    return 0;
+  }
+  const Repository::Id job =
+      host.StartJob(repository, jobType, std::move(failure), std::move(effect));
+  out[L"Job"] = WmiValue::String(repository.FullPath(job));
+  return 4096;
+}
+
+HostCore::HostCore(HostSettings settings) : settings_(std::move(settings)) {
+  namespaces_.emplace(kVirtualizationNamespace,
+                      Repository(settings_.name, kVirtualizationNamespace));
+  if (settings_.hostGuardian) {
+    namespaces_.emplace(kHgsNamespace, Repository(settings_.name, kHgsNamespace));
+  }
+}
+
+WmiServicePtr HostCore::Connect(const std::wstring& host, const std::wstring& user,
+                                const std::wstring& password, const std::wstring& nameSpace) {
+  std::lock_guard lock(mutex_);
+  const std::wstring target = L"\\\\" + (host.empty() ? L"." : host) + L"\\" + nameSpace;
+  Record(Operation::Connect, nameSpace, target, L"",
+         {{L"User", WmiValue::String(user)}, {L"Password", WmiValue::String(password)}});
+  FailIfScripted(Operation::Connect, target);
+  const bool local = IsLocalHostName(host, settings_.name);
+  if (!local) {
+    Fail(status::kRpcServerUnavailable);
+  }
+  const bool remote = !host.empty();
+  if (!remote && (!user.empty() || !password.empty())) {
+    Fail(status::kWbemLocalCredentials);
+  }
+  if (remote && !settings_.user.empty() &&
+      (user != settings_.user || password != settings_.password)) {
+    Fail(status::kAccessDenied);
+  }
+  if (!HasNamespace(nameSpace)) {
+    Fail(status::kWbemInvalidNamespace);
+  }
+  return std::make_shared<SimService>(shared_from_this(),
+                                      std::wstring(RequireNamespace(nameSpace).NameSpace()));
+}
+
+ObjectCopy HostCore::GetObject(const std::wstring& nameSpace, const std::wstring& path) {
+  std::lock_guard lock(mutex_);
+  Record(Operation::GetObject, nameSpace, path);
+  FailIfScripted(Operation::GetObject, path);
+  Repository& repository = RequireNamespace(nameSpace);
+  const auto parsed = ParseObjectPath(path);
+  if (!parsed) {
+    Fail(status::kWbemInvalidObjectPath);
+  }
+  const ClassDef& cls = RequireClass(parsed->className);
+  if (parsed->IsClassPath()) {
+    return ObjectCopy{&cls, {}, L""};
+  }
+  const auto id = repository.Find(*parsed);
+  if (!id) {
+    Fail(status::kWbemNotFound);
+  }
+  return CopyOf(repository, *id);
+}
+
+std::vector<ObjectCopy> HostCore::ExecQuery(const std::wstring& nameSpace,
+                                            const std::wstring& wql) {
+  std::lock_guard lock(mutex_);
+  Record(Operation::ExecQuery, nameSpace, wql);
+  FailIfScripted(Operation::ExecQuery, wql);
+  return RunQuery(RequireNamespace(nameSpace), wql);
+}
+
+std::vector<ObjectCopy> HostCore::RunQuery(Repository& repository, const std::wstring& wql) {
+  const auto query = ParseWql(wql);
+  if (!query) {
+    Fail(status::kWbemInvalidQuery);
+  }
+  std::vector<ObjectCopy> results;
+  if (const auto* select = std::get_if<SelectQuery>(&*query)) {
+    const ClassDef& cls = RequireClass(select->className);
+    CheckQueryProperties(cls, *select);
+    for (const auto id : repository.Enumerate(cls)) {
+      if (!select->where || Evaluate(*select->where, [&](const std::wstring& name) {
+            return LookupForQuery(repository, id, name);
+          })) {
+        results.push_back(CopyOf(repository, id));
+      }
+    }
+    return results;
+  }
+  const std::wstring& objectPath = std::holds_alternative<AssociatorsQuery>(*query)
+                                       ? std::get<AssociatorsQuery>(*query).objectPath
+                                       : std::get<ReferencesQuery>(*query).objectPath;
+  const auto parsed = ParseObjectPath(objectPath);
+  if (!parsed || parsed->IsClassPath()) {
+    Fail(status::kWbemInvalidObjectPath);
+  }
+  const auto source = repository.Find(*parsed);
+  if (!source) {
+    Fail(status::kWbemNotFound);
+  }
+  const Schema& schema = Schema::Instance();
+  const auto classMatches = [&](Repository::Id id, const std::wstring& wanted) {
+    return wanted.empty() || schema.IsA(*repository.Get(id).cls, wanted);
+  };
+  const auto roleMatches = [](const std::wstring& role, const std::wstring& wanted) {
+    return wanted.empty() || EqualsNoCase(role, wanted);
+  };
+  std::vector<Repository::Id> seenAssociations;
+  for (const auto& link : repository.LinksOf(*source)) {
+    if (const auto* associators = std::get_if<AssociatorsQuery>(&*query)) {
+      if (classMatches(link.association, associators->assocClass) &&
+          classMatches(link.endpoint, associators->resultClass) &&
+          roleMatches(link.role, associators->role) &&
+          roleMatches(link.resultRole, associators->resultRole)) {
+        results.push_back(CopyOf(repository, link.endpoint));
+      }
+      continue;
+    }
+    const auto& references = std::get<ReferencesQuery>(*query);
+    const bool seen = std::find(seenAssociations.begin(), seenAssociations.end(),
+                                link.association) != seenAssociations.end();
+    if (!seen && classMatches(link.association, references.resultClass) &&
+        roleMatches(link.role, references.role)) {
+      seenAssociations.push_back(link.association);
+      results.push_back(CopyOf(repository, link.association));
+    }
+  }
+  return results;
+}
+
+void HostCore::PutInstance(const std::wstring& nameSpace, const ObjectCopy& object,
+                           const std::vector<std::wstring>& changed) {
+  std::lock_guard lock(mutex_);
+  PropertyList written;
+  for (const auto& name : changed) {
+    const auto found = object.properties.find(name);
+    written.emplace_back(name, found == object.properties.end() ? WmiValue() : found->second);
+  }
+  Record(Operation::PutInstance, nameSpace, object.relativePath, L"", written);
+  FailIfScripted(Operation::PutInstance, object.relativePath);
+  Repository& repository = RequireNamespace(nameSpace);
+  const auto id = object.relativePath.empty() ? std::nullopt : repository.Find(object.relativePath);
+  if (!id) {
+    Fail(status::kWbemNotFound);  // update only: nothing is created
+  }
+  for (const MemberDef* property : Schema::Instance().Properties(*object.cls)) {
+    const auto found = object.properties.find(property->name);
+    repository.Set(*id, property->name,
+                   found == object.properties.end() ? WmiValue() : found->second);
+  }
+}
+
+ObjectCopy HostCore::SpawnInstance(const std::wstring& nameSpace, const std::wstring& className) {
+  std::lock_guard lock(mutex_);
+  Record(Operation::SpawnInstance, nameSpace, className);
+  FailIfScripted(Operation::SpawnInstance, className);
+  RequireNamespace(nameSpace);
+  return ObjectCopy{&RequireClass(className), {}, L""};
+}
+
+HostCore::MethodResult HostCore::ExecMethod(const std::wstring& nameSpace, const std::wstring& path,
+                                            const std::wstring& method, const PropertyList& in) {
+  std::lock_guard lock(mutex_);
+  PropertyList given;
+  for (const auto& entry : in) {
+    if (!entry.second.IsNull()) {
+      given.push_back(entry);
+    }
+  }
+  Record(Operation::ExecMethod, nameSpace, path, method, given);
+  FailIfScripted(Operation::ExecMethod, path);
+  Repository& repository = RequireNamespace(nameSpace);
+  const auto parsed = ParseObjectPath(path);
+  if (!parsed) {
+    Fail(status::kWbemInvalidObjectPath);
+  }
+  const ClassDef* cls = &RequireClass(parsed->className);
+  std::optional<Repository::Id> target;
+  if (!parsed->IsClassPath()) {
+    target = repository.Find(*parsed);
+    if (!target) {
+      Fail(status::kWbemNotFound);
+    }
+    cls = repository.Get(*target).cls;
+  }
+  const MethodDef* definition = Schema::Instance().FindMethod(*cls, method);
+  if (definition == nullptr) {
+    Fail(status::kWbemInvalidMethod);
+  }
+  MethodCall call{*this, repository, *cls, target, std::wstring(definition->name), {}, {}};
+  for (const auto& [name, value] : given) {
+    const auto member =
+        std::find_if(definition->in.begin(), definition->in.end(),
+                     [&](const MemberDef& m) { return EqualsNoCase(m.name, name); });
+    if (member == definition->in.end()) {
+      Fail(status::kWbemInvalidMethodParameters);
+    }
+    auto converted = CoerceToMember(*member, value);
+    if (!converted) {
+      Fail(status::kWbemInvalidMethodParameters);
+    }
+    call.in[std::wstring(member->name)] = std::move(*converted);
+  }
+  if (const auto scripted = faults_.TakeMethodFault(*cls, method)) {
+    return {*scripted, {}};
+  }
+  const MethodHandler* handler = FindHandler(*cls, method);
+  if (handler == nullptr) {
+    Fail(status::kWbemNotSupported);
+  }
+  const std::uint32_t returnValue = (*handler)(call);
+  FinishDueJobs();
+  return {returnValue, std::move(call.out)};
+}
+
+void HostCore::Wait(std::uint32_t milliseconds) {
+  std::lock_guard lock(mutex_);
+  Record(Operation::Wait, L"", L"", L"",
+         {{L"Milliseconds", WmiValue::Int32(static_cast<std::int32_t>(milliseconds))}});
+  AdvanceClock(milliseconds);
+}
+
+Repository& HostCore::Namespace(std::wstring_view name) {
+  return RequireNamespace(name);
+}
+
+bool HostCore::HasNamespace(std::wstring_view name) const {
+  return namespaces_.find(name) != namespaces_.end();
+}
+
+void HostCore::RegisterMethod(std::wstring className, std::wstring method, MethodHandler handler) {
+  handlers_[{ToLower(className), ToLower(method)}] = std::move(handler);
+}
+
+void HostCore::SetSynchronous(std::wstring className, std::wstring method, bool synchronous) {
+  const auto same = [&](const auto& entry) {
+    return EqualsNoCase(entry.first, className) && EqualsNoCase(entry.second, method);
+  };
+  synchronous_.erase(std::remove_if(synchronous_.begin(), synchronous_.end(), same),
+                     synchronous_.end());
+  if (synchronous) {
+    synchronous_.emplace_back(std::move(className), std::move(method));
+  }
+}
+
+std::vector<std::pair<std::wstring, std::wstring>> HostCore::SynchronousMethods() const {
+  return synchronous_;
+}
+
+bool HostCore::IsSynchronous(const ClassDef& cls, std::wstring_view method) const {
+  return std::any_of(synchronous_.begin(), synchronous_.end(), [&](const auto& entry) {
+    return Schema::Instance().IsA(cls, entry.first) && EqualsNoCase(entry.second, method);
+  });
+}
+
+std::vector<CallRecord> HostCore::CallLog() const {
+  std::lock_guard lock(mutex_);
+  return log_;
+}
+
+void HostCore::ClearCallLog() {
+  std::lock_guard lock(mutex_);
+  log_.clear();
+}
+
+void HostCore::AdvanceClock(std::uint64_t milliseconds) {
+  clockMs_ += milliseconds;
+  FinishDueJobs();
+}
+
+std::wstring HostCore::Now() const {
+  return CimDatetimeFromClock(clockMs_);
+}
+
+std::wstring HostCore::NewGuid() {
+  const std::uint64_t high = SplitMix64(guidSeed_);
+  const std::uint64_t low = SplitMix64(guidSeed_);
+  wchar_t buffer[40];
+  std::swprintf(buffer, 40, L"%08X-%04X-4%03X-%04X-%012llX", static_cast<unsigned>(high >> 32),
+                static_cast<unsigned>((high >> 16) & 0xFFFF), static_cast<unsigned>(high & 0xFFF),
+                static_cast<unsigned>(0x8000 | ((low >> 48) & 0x3FFF)),
+                static_cast<unsigned long long>(low & 0xFFFFFFFFFFFFull));
+  return buffer;
+}
+
+Repository::Id HostCore::StartJob(Repository& repository, std::uint16_t jobType,
+                                  std::optional<FaultPlan::JobError> failure, JobEffect effect) {
+  const std::wstring now = Now();
+  const Repository::Id job =
+      repository.Create(L"Msvm_ConcreteJob", {{L"InstanceID", WmiValue::String(NewGuid())},
+                                              {L"JobType", WmiValue::Int32(jobType)},
+                                              {L"JobState", WmiValue::Int32(kJobRunning)},
+                                              {L"ErrorCode", WmiValue::Int32(0)},
+                                              {L"PercentComplete", WmiValue::Int32(0)},
+                                              {L"Cancellable", WmiValue::Boolean(false)},
+                                              {L"JobStatus", WmiValue::String(L"Job is running")},
+                                              {L"TimeSubmitted", WmiValue::String(now)},
+                                              {L"StartTime", WmiValue::String(now)},
+                                              {L"Caption", WmiValue::String(L"Job")}});
+  pendingJobs_.emplace(job, PendingJob{&repository, clockMs_ + settings_.jobDurationMs,
+                                       std::move(failure), std::move(effect)});
+  return job;
+}
+
+Repository& HostCore::RequireNamespace(std::wstring_view name) {
+  const auto found = namespaces_.find(name);
+  if (found == namespaces_.end()) {
+    Fail(status::kWbemInvalidNamespace);
+  }
+  return found->second;
+}
+
+void HostCore::Record(Operation operation, std::wstring_view nameSpace, std::wstring target,
+                      std::wstring method, PropertyList inputs) {
+  log_.push_back({operation, std::wstring(nameSpace), std::move(target), std::move(method),
+                  std::move(inputs), clockMs_});
+}
+
+void HostCore::FailIfScripted(Operation operation, std::wstring_view target) {
+  if (const auto scripted = faults_.TakeOperationFault(operation, target)) {
+    Fail(*scripted);
+  }
+}
+
+ObjectCopy HostCore::CopyOf(const Repository& repository, Repository::Id id) const {
+  const Instance& instance = repository.Get(id);
+  return ObjectCopy{instance.cls, instance.properties, repository.RelativePath(id)};
+}
+
+void HostCore::FinishDueJobs() {
+  while (true) {
+    const auto due = std::min_element(
+        pendingJobs_.begin(), pendingJobs_.end(),
+        [](const auto& a, const auto& b) { return a.second.finishAtMs < b.second.finishAtMs; });
+    if (due == pendingJobs_.end() || due->second.finishAtMs > clockMs_) {
+      return;
+    }
+    const Repository::Id job = due->first;
+    PendingJob pending = std::move(due->second);
+    pendingJobs_.erase(due);
+    Repository& repository = *pending.repository;
+    if (!repository.Contains(job)) {
+      continue;
+    }
+    std::optional<FaultPlan::JobError> failure = std::move(pending.failure);
+    if (!failure && pending.effect) {
+      try {
+        JobContext context{*this, repository, job};
+        pending.effect(context);
+      } catch (const DefaultException& e) {
+        failure = FaultPlan::JobError{kJobFailedCode, e.GetMessageDescription()};
+      }
+    }
+    repository.Set(job, L"PercentComplete", WmiValue::Int32(100));
+    repository.Set(job, L"TimeOfLastStateChange", WmiValue::String(Now()));
+    if (failure) {
+      repository.Set(job, L"JobState", WmiValue::Int32(kJobException));
+      repository.Set(job, L"ErrorCode", WmiValue::Int32(failure->code));
+      repository.Set(job, L"ErrorDescription", WmiValue::String(failure->description));
+      repository.Set(job, L"JobStatus", WmiValue::String(L"Job failed"));
+    } else {
+      repository.Set(job, L"JobState", WmiValue::Int32(kJobCompleted));
+      repository.Set(job, L"JobStatus", WmiValue::String(L"Job completed successfully"));
+    }
+  }
+}
+
+const MethodHandler* HostCore::FindHandler(const ClassDef& cls, std::wstring_view method) const {
+  for (const ClassDef* c = &cls; c != nullptr; c = Schema::Instance().Superclass(*c)) {
+    const auto found = handlers_.find({ToLower(c->name), ToLower(method)});
+    if (found != handlers_.end()) {
+      return &found->second;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace quorvane::sim

@@ -1,0 +1,160 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "simhost/faults.h"
+#include "simhost/repository.h"
+#include "wmi/wmi.h"
+
+namespace quorvane::sim {
+
+inline constexpr wchar_t kVirtualizationNamespace[] = L"root\\virtualization\\v2";
+inline constexpr wchar_t kHgsNamespace[] = L"root\\microsoft\\windows\\hgs";
+
+struct HostSettings {
+  std::wstring name = L"HV-HOST01";
+  bool hostGuardian = true;
+  // How long a job runs on the simulated clock before it reaches its final state.
+  std::uint32_t jobDurationMs = 300;
+  // Credentials a remote connection must present; empty accepts any.
+  std::wstring user;
+  std::wstring password;
+};
+
+struct CallRecord {
+  Operation operation;
+  std::wstring nameSpace;
+  std::wstring target;  // path, query, class name, or "\\host\namespace" for Connect
+  std::wstring method;
+  PropertyList inputs;  // method inputs that were set, written properties, connect user
+  std::uint64_t clockMs = 0;
+};
+
+// A copy of one object as a client holds it.
+struct ObjectCopy {
+  const ClassDef* cls = nullptr;
+  PropertyMap properties;
+  std::wstring relativePath;  // empty for a class object
+};
+
+class HostCore;
+
+// What a job's effect may do when the job ends successfully.
+struct JobContext {
+  HostCore& host;
+  Repository& repository;
+  std::optional<Repository::Id> job;  // empty when the method answered synchronously
+  // Links the job to an element it made or touched (Msvm_AffectedJobElement).
+  void AddAffected(Repository::Id element);
+};
+
+using JobEffect = std::function<void(JobContext&)>;
+
+// One method invocation as a provider behaviour sees it.
+struct MethodCall {
+  HostCore& host;
+  Repository& repository;
+  const ClassDef& cls;
+  std::optional<Repository::Id> target;  // empty for a call on the class
+  std::wstring method;
+  PropertyMap in;
+  PropertyMap out;
+
+  WmiValue In(std::wstring_view name) const;
+  // Finishes the call: through a job that ends after the host's job duration (4096, "Job" set),
+  // or at once (0) when the method is set to answer synchronously. The effect runs when the
+  // job ends well; a failed job leaves everything as it was.
+  std::uint32_t Complete(std::uint16_t jobType, JobEffect effect);
+};
+
+using MethodHandler = std::function<std::uint32_t(MethodCall&)>;
+
+// The state of one simulated host and everything that acts on it. Every public operation
+// takes the host's one lock; provider behaviours and job effects run under it and work on the
+// repositories directly.
+class HostCore : public std::enable_shared_from_this<HostCore> {
+ public:
+  explicit HostCore(HostSettings settings);
+
+  // Client operations, as the simulated WMI service forwards them.
+  WmiServicePtr Connect(const std::wstring& host, const std::wstring& user,
+                        const std::wstring& password, const std::wstring& nameSpace);
+  ObjectCopy GetObject(const std::wstring& nameSpace, const std::wstring& path);
+  std::vector<ObjectCopy> ExecQuery(const std::wstring& nameSpace, const std::wstring& wql);
+  void PutInstance(const std::wstring& nameSpace, const ObjectCopy& object,
+                   const std::vector<std::wstring>& changed);
+  ObjectCopy SpawnInstance(const std::wstring& nameSpace, const std::wstring& className);
+  struct MethodResult {
+    std::uint32_t returnValue;
+    PropertyMap out;
+  };
+  MethodResult ExecMethod(const std::wstring& nameSpace, const std::wstring& path,
+                          const std::wstring& method, const PropertyList& in);
+  void Wait(std::uint32_t milliseconds);
+
+  // Set-up and inspection (tests, scenarios, provider behaviours).
+  const HostSettings& Settings() const { return settings_; }
+  Repository& Namespace(std::wstring_view name);
+  bool HasNamespace(std::wstring_view name) const;
+  void RegisterMethod(std::wstring className, std::wstring method, MethodHandler handler);
+  void SetSynchronous(std::wstring className, std::wstring method, bool synchronous);
+  std::vector<std::pair<std::wstring, std::wstring>> SynchronousMethods() const;
+  bool IsSynchronous(const ClassDef& cls, std::wstring_view method) const;
+  FaultPlan& Faults() { return faults_; }
+  std::vector<CallRecord> CallLog() const;
+  void ClearCallLog();
+  std::uint64_t ClockMs() const { return clockMs_; }
+  void SetClockMs(std::uint64_t clockMs) { clockMs_ = clockMs; }
+  void AdvanceClock(std::uint64_t milliseconds);
+  // The simulated clock as a CIM datetime in UTC.
+  std::wstring Now() const;
+  // A new upper-case GUID; the sequence is fixed by the seed so runs repeat exactly.
+  std::wstring NewGuid();
+  std::uint64_t GuidSeed() const { return guidSeed_; }
+  void SetGuidSeed(std::uint64_t seed) { guidSeed_ = seed; }
+  // Starts a job on the simulated clock (used by MethodCall::Complete).
+  Repository::Id StartJob(Repository& repository, std::uint16_t jobType,
+                          std::optional<FaultPlan::JobError> failure, JobEffect effect);
+
+  std::mutex& Mutex() { return mutex_; }
+
+ private:
+  struct PendingJob {
+    Repository* repository;
+    std::uint64_t finishAtMs;
+    std::optional<FaultPlan::JobError> failure;
+    JobEffect effect;
+  };
+
+  Repository& RequireNamespace(std::wstring_view name);
+  void Record(Operation operation, std::wstring_view nameSpace, std::wstring target,
+              std::wstring method = L"", PropertyList inputs = {});
+  void FailIfScripted(Operation operation, std::wstring_view target);
+  ObjectCopy CopyOf(const Repository& repository, Repository::Id id) const;
+  std::vector<ObjectCopy> RunQuery(Repository& repository, const std::wstring& wql);
+  void FinishDueJobs();
+  const MethodHandler* FindHandler(const ClassDef& cls, std::wstring_view method) const;
+
+  mutable std::mutex mutex_;
+  HostSettings settings_;
+  std::map<std::wstring, Repository, LessNoCase> namespaces_;
+  std::map<std::pair<std::wstring, std::wstring>, MethodHandler> handlers_;
+  std::vector<std::pair<std::wstring, std::wstring>> synchronous_;
+  std::map<Repository::Id, PendingJob> pendingJobs_;
+  FaultPlan faults_;
+  std::vector<CallRecord> log_;
+  std::uint64_t clockMs_ = 0;
+  std::uint64_t guidSeed_ = 1;
+};
+
+// The simulated host's time base: the clock's zero is 2026-01-01T00:00:00Z.
+std::wstring CimDatetimeFromClock(std::uint64_t clockMs);
+
+}  // namespace quorvane::sim

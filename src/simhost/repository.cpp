@@ -1,0 +1,275 @@
+#include "simhost/repository.h"
+
+#include <algorithm>
+
+#include "entry/status.h"
+#include "simhost/cim_value.h"
+
+namespace quorvane::sim {
+namespace {
+
+constexpr HResult kAlreadyExists = ToHResult(0x80041019);
+
+const MemberDef& RequireProperty(const ClassDef& cls, std::wstring_view name) {
+  const MemberDef* property = Schema::Instance().FindProperty(cls, name);
+  if (property == nullptr) {
+    ThrowIfWmiFailed(status::kWbemNotFound);
+  }
+  return *property;
+}
+
+WmiValue Coerce(const MemberDef& property, const WmiValue& value) {
+  auto converted = CoerceToMember(property, value);
+  if (!converted) {
+    ThrowIfWmiFailed(status::kWbemTypeMismatch);
+  }
+  return std::move(*converted);
+}
+
+bool IsKey(const ClassDef& cls, std::wstring_view name) {
+  const auto keys = Schema::Instance().Keys(cls);
+  return std::any_of(keys.begin(), keys.end(), [&](auto key) { return EqualsNoCase(key, name); });
+}
+
+}  // namespace
+
+const ClassDef& RequireClass(std::wstring_view className) {
+  const ClassDef* cls = Schema::Instance().FindClass(className);
+  if (cls == nullptr) {
+    ThrowIfWmiFailed(status::kWbemInvalidClass);
+  }
+  return *cls;
+}
+
+WmiValue Instance::Get(std::wstring_view name) const {
+  const auto found = properties.find(name);
+  return found == properties.end() ? WmiValue() : found->second;
+}
+
+Repository::Repository(std::wstring server, std::wstring nameSpace)
+    : server_(std::move(server)), nameSpace_(std::move(nameSpace)) {}
+
+Repository::Id Repository::Create(std::wstring_view className, const PropertyList& properties) {
+  Instance instance;
+  instance.cls = &RequireClass(className);
+  for (const auto& [name, value] : properties) {
+    const MemberDef& property = RequireProperty(*instance.cls, name);
+    WmiValue converted = Coerce(property, value);
+    if (!converted.IsNull()) {
+      instance.properties[std::wstring(property.name)] = std::move(converted);
+    }
+  }
+  for (const auto key : Schema::Instance().Keys(*instance.cls)) {
+    if (instance.Get(key).IsNull()) {
+      ThrowIfWmiFailed(status::kWbemInvalidParameter);
+    }
+  }
+  std::wstring identity = IdentityOf(instance);
+  if (!identity.empty() && byIdentity_.count(identity) != 0) {
+    ThrowIfWmiFailed(kAlreadyExists);
+  }
+  const Id id = nextId_++;
+  instances_.emplace(id, std::move(instance));
+  if (!identity.empty()) {
+    byIdentity_.emplace(std::move(identity), id);
+  }
+  IndexReferences(id, true);
+  return id;
+}
+
+Repository::Id Repository::Associate(std::wstring_view className, std::wstring_view role1, Id end1,
+                                     std::wstring_view role2, Id end2, const PropertyList& extra) {
+  PropertyList properties = extra;
+  properties.emplace_back(role1, WmiValue::String(FullPath(end1)));
+  properties.emplace_back(role2, WmiValue::String(FullPath(end2)));
+  return Create(className, properties);
+}
+
+void Repository::Set(Id id, std::wstring_view name, const WmiValue& value) {
+  auto found = instances_.find(id);
+  if (found == instances_.end()) {
+    ThrowIfWmiFailed(status::kWbemNotFound);
+  }
+  Instance& instance = found->second;
+  const MemberDef& property = RequireProperty(*instance.cls, name);
+  WmiValue converted = Coerce(property, value);
+  if (IsKey(*instance.cls, property.name)) {
+    if (!(converted == instance.Get(property.name))) {
+      ThrowIfWmiFailed(status::kWbemInvalidParameter);  // keys name the object; they stay
+    }
+    return;
+  }
+  const bool reference = property.type == CimType::Reference && instance.cls->isAssociation;
+  if (reference) {
+    IndexReferences(id, false);
+  }
+  if (converted.IsNull()) {
+    instance.properties.erase(std::wstring(property.name));
+  } else {
+    instance.properties[std::wstring(property.name)] = std::move(converted);
+  }
+  if (reference) {
+    IndexReferences(id, true);
+  }
+}
+
+void Repository::Delete(Id id) {
+  if (!Contains(id)) {
+    return;
+  }
+  for (const auto& link : LinksOf(id)) {
+    if (Contains(link.association) && link.association != id) {
+      Delete(link.association);
+    }
+  }
+  IndexReferences(id, false);
+  byIdentity_.erase(IdentityOf(instances_.at(id)));
+  instances_.erase(id);
+}
+
+const Instance& Repository::Get(Id id) const {
+  const auto found = instances_.find(id);
+  if (found == instances_.end()) {
+    ThrowIfWmiFailed(status::kWbemNotFound);
+  }
+  return found->second;
+}
+
+std::optional<Repository::Id> Repository::Find(const ObjectPath& path) const {
+  if (path.IsClassPath() || path.singleton) {
+    return std::nullopt;
+  }
+  if (!path.nameSpace.empty() && !EqualsNoCase(path.nameSpace, nameSpace_)) {
+    return std::nullopt;
+  }
+  const ClassDef* cls = Schema::Instance().FindClass(path.className);
+  if (cls == nullptr) {
+    return std::nullopt;
+  }
+  ObjectPath named = path;
+  const auto keys = Schema::Instance().Keys(*cls);
+  if (named.keys.size() == 1 && named.keys[0].first.empty() && keys.size() == 1) {
+    named.keys[0].first = keys[0];
+  }
+  // A path may name the object by one of its base classes.
+  for (const auto& candidate : kClassTable) {
+    if (!Schema::Instance().IsA(candidate, cls->name)) {
+      continue;
+    }
+    named.className = std::wstring(candidate.name);
+    const auto found = byIdentity_.find(IdentityOfPath(named));
+    if (found != byIdentity_.end()) {
+      return found->second;
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<Repository::Id> Repository::Find(std::wstring_view path) const {
+  const auto parsed = ParseObjectPath(path);
+  return parsed ? Find(*parsed) : std::nullopt;
+}
+
+std::wstring Repository::RelativePath(Id id) const {
+  const Instance& instance = Get(id);
+  std::vector<std::pair<std::wstring, std::wstring>> keys;
+  for (const auto key : Schema::Instance().Keys(*instance.cls)) {
+    keys.emplace_back(key, instance.Get(key).AsWideString());
+  }
+  return FormatRelativePath(instance.cls->name, std::move(keys));
+}
+
+std::wstring Repository::FullPath(Id id) const {
+  return FormatFullPath(server_, nameSpace_, RelativePath(id));
+}
+
+std::vector<Repository::Id> Repository::Enumerate(const ClassDef& cls) const {
+  std::vector<Id> ids;
+  for (const auto& [id, instance] : instances_) {
+    if (Schema::Instance().IsA(*instance.cls, cls.name)) {
+      ids.push_back(id);
+    }
+  }
+  return ids;
+}
+
+std::vector<Repository::Id> Repository::All() const {
+  std::vector<Id> ids;
+  ids.reserve(instances_.size());
+  for (const auto& entry : instances_) {
+    ids.push_back(entry.first);
+  }
+  return ids;
+}
+
+std::vector<Repository::Link> Repository::LinksOf(Id id) const {
+  const std::wstring identity = IdentityOf(Get(id));
+  std::vector<std::pair<Id, std::wstring>> referring;
+  const auto range = referencedBy_.equal_range(identity);
+  for (auto it = range.first; it != range.second; ++it) {
+    referring.push_back(it->second);
+  }
+  std::sort(referring.begin(), referring.end());
+  std::vector<Link> links;
+  for (const auto& [association, role] : referring) {
+    const Instance& link = Get(association);
+    for (const MemberDef* property : Schema::Instance().Properties(*link.cls)) {
+      if (property->type != CimType::Reference || EqualsNoCase(property->name, role)) {
+        continue;
+      }
+      const auto endpoint = Find(link.Get(property->name).AsWideString());
+      if (endpoint) {
+        links.push_back({association, role, *endpoint, std::wstring(property->name)});
+      }
+    }
+  }
+  return links;
+}
+
+std::wstring Repository::IdentityOf(const Instance& instance) const {
+  ObjectPath path;
+  path.className = std::wstring(instance.cls->name);
+  for (const auto key : Schema::Instance().Keys(*instance.cls)) {
+    path.keys.emplace_back(key, instance.Get(key).AsWideString());
+  }
+  return path.keys.empty() ? std::wstring() : IdentityOfPath(std::move(path));
+}
+
+// Server and namespace do not take part: a repository holds one namespace of one host.
+std::wstring Repository::IdentityOfPath(ObjectPath path) const {
+  path.server.clear();
+  path.nameSpace.clear();
+  return PathIdentity(path);
+}
+
+void Repository::IndexReferences(Id id, bool add) {
+  const Instance& instance = instances_.at(id);
+  if (!instance.cls->isAssociation) {
+    return;
+  }
+  for (const MemberDef* property : Schema::Instance().Properties(*instance.cls)) {
+    if (property->type != CimType::Reference) {
+      continue;
+    }
+    const auto target = ParseObjectPath(instance.Get(property->name).AsWideString());
+    if (!target) {
+      continue;
+    }
+    const auto resolved = Find(*target);
+    const std::wstring identity =
+        resolved ? IdentityOf(instances_.at(*resolved)) : IdentityOfPath(*target);
+    if (add) {
+      referencedBy_.emplace(identity, std::make_pair(id, std::wstring(property->name)));
+      continue;
+    }
+    const auto range = referencedBy_.equal_range(identity);
+    for (auto it = range.first; it != range.second; ++it) {
+      if (it->second.first == id) {
+        referencedBy_.erase(it);
+        break;
+      }
+    }
+  }
+}
+
+}  // namespace quorvane::sim

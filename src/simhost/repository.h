@@ -1,0 +1,87 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "simhost/object_path.h"
+#include "simhost/schema.h"
+#include "util/case_insensitive.h"
+
+namespace quorvane::sim {
+
+using PropertyMap = std::map<std::wstring, WmiValue, LessNoCase>;
+using PropertyList = std::vector<std::pair<std::wstring, WmiValue>>;
+
+struct Instance {
+  const ClassDef* cls = nullptr;
+  // Properties that hold a value, under the names the schema gives them; the rest are null.
+  PropertyMap properties;
+
+  WmiValue Get(std::wstring_view name) const;
+};
+
+// The instances of one namespace, in the order they were created. Association instances are
+// stored like any other; the repository indexes their references for ASSOCIATORS OF and
+// REFERENCES OF. Failures are raised as the WMI statuses WMI itself would give.
+class Repository {
+ public:
+  using Id = std::uint64_t;
+
+  // An association instance that refers to an object, seen from that object.
+  struct Link {
+    Id association;
+    std::wstring role;  // the reference property that names the object
+    Id endpoint;        // the object at the other end
+    std::wstring resultRole;
+  };
+
+  Repository(std::wstring server, std::wstring nameSpace);
+
+  const std::wstring& Server() const { return server_; }
+  const std::wstring& NameSpace() const { return nameSpace_; }
+
+  // Values are converted to the schema's kinds; every key must be given and the path unique.
+  Id Create(std::wstring_view className, const PropertyList& properties);
+  // Creates an association between two stored objects.
+  Id Associate(std::wstring_view className, std::wstring_view role1, Id end1,
+               std::wstring_view role2, Id end2, const PropertyList& extra = {});
+  void Set(Id id, std::wstring_view name, const WmiValue& value);
+  // Removes the instance and every association that refers to it.
+  void Delete(Id id);
+
+  bool Contains(Id id) const { return instances_.count(id) != 0; }
+  const Instance& Get(Id id) const;
+  WmiValue Property(Id id, std::wstring_view name) const { return Get(id).Get(name); }
+  std::optional<Id> Find(const ObjectPath& path) const;
+  std::optional<Id> Find(std::wstring_view path) const;
+  std::wstring RelativePath(Id id) const;
+  std::wstring FullPath(Id id) const;
+
+  // Instances of the class and its subclasses, in creation order.
+  std::vector<Id> Enumerate(const ClassDef& cls) const;
+  std::vector<Id> All() const;
+  // Associations that refer to the object, in creation order.
+  std::vector<Link> LinksOf(Id id) const;
+
+ private:
+  std::wstring IdentityOf(const Instance& instance) const;
+  std::wstring IdentityOfPath(ObjectPath path) const;
+  void IndexReferences(Id id, bool add);
+
+  std::wstring server_;
+  std::wstring nameSpace_;
+  Id nextId_ = 1;
+  std::map<Id, Instance> instances_;
+  std::unordered_map<std::wstring, Id> byIdentity_;
+  std::unordered_multimap<std::wstring, std::pair<Id, std::wstring>> referencedBy_;
+};
+
+// The schema's class, or the invalid-class status.
+const ClassDef& RequireClass(std::wstring_view className);
+
+}  // namespace quorvane::sim

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "simhost/host_core.h"
+
+namespace quorvane::sim {
+
+// A host with its computer system and management services, and the provider behaviours.
+std::shared_ptr<HostCore> BuildHost(const HostSettings& settings);
+
+// The shipped default scenario.
+std::shared_ptr<HostCore> BuildDefaultHost();
+
+// Registers every provider behaviour the simulated host knows.
+void InstallProviderBehaviours(HostCore& host);
+
+// Scenario JSON: the host's settings and every instance of every namespace. Loading builds a
+// whole new host or raises DefaultException naming `sourceName` and the place in the text.
+std::shared_ptr<HostCore> HostFromJson(const std::string& json, const std::string& sourceName);
+std::string HostToJson(HostCore& host);
+
+}  // namespace quorvane::sim

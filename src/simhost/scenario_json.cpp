@@ -1,0 +1,314 @@
+#include <nlohmann/json.hpp>
+
+#include "entry/status.h"
+#include "quorvane/exceptions.h"
+#include "simhost/cim_value.h"
+#include "simhost/scenario.h"
+#include "simhost/sim_wmi.h"
+#include "util/text.h"
+
+namespace quorvane::sim {
+namespace {
+
+using nlohmann::json;
+
+constexpr const char* kFormat = "quorvane-simulated-host";
+constexpr int kVersion = 1;
+
+// A scenario problem: where it is (a JSON pointer) and what is wrong.
+struct ScenarioError {
+  std::string place;
+  std::string problem;
+};
+
+[[noreturn]] void Reject(const std::string& place, const std::string& problem) {
+  throw ScenarioError{place, problem};
+}
+
+json ScalarToJson(const MemberDef& member, const WmiValue& value);
+
+json ObjectToJson(const WmiObjectPtr& object) {
+  const auto* simObject = dynamic_cast<const SimObject*>(object.get());
+  if (simObject == nullptr || simObject->Copy().cls == nullptr) {
+    return nullptr;
+  }
+  const ObjectCopy& copy = simObject->Copy();
+  json properties = json::object();
+  for (const MemberDef* member : Schema::Instance().Properties(*copy.cls)) {
+    const auto found = copy.properties.find(member->name);
+    if (found == copy.properties.end()) {
+      continue;
+    }
+    if (member->array) {
+      json items = json::array();
+      for (const auto& item : ElementsOf(found->second)) {
+        items.push_back(ScalarToJson(*member, item));
+      }
+      properties[ToUtf8(member->name)] = std::move(items);
+    } else {
+      properties[ToUtf8(member->name)] = ScalarToJson(*member, found->second);
+    }
+  }
+  return json{{"class", ToUtf8(copy.cls->name)}, {"properties", std::move(properties)}};
+}
+
+json ScalarToJson(const MemberDef& member, const WmiValue& value) {
+  switch (member.type) {
+    case CimType::Boolean:
+      return value.AsBoolean();
+    case CimType::Real32:
+    case CimType::Real64:
+      return std::stod(ScalarToCimText(value));
+    case CimType::Object:
+      return ObjectToJson(value.AsObject());
+    case CimType::UInt64:
+      return std::stoull(value.AsWideString());
+    case CimType::UInt32:
+      return static_cast<std::uint32_t>(value.AsInteger());
+    case CimType::String:
+    case CimType::Datetime:
+    case CimType::Reference:
+      return ToUtf8(value.AsWideString());
+    default:
+      return value.AsInteger();
+  }
+}
+
+json PropertiesToJson(const Instance& instance) {
+  json properties = json::object();
+  for (const MemberDef* member : Schema::Instance().Properties(*instance.cls)) {
+    const WmiValue value = instance.Get(member->name);
+    if (value.IsNull()) {
+      continue;
+    }
+    if (member->array) {
+      json items = json::array();
+      for (const auto& item : ElementsOf(value)) {
+        items.push_back(ScalarToJson(*member, item));
+      }
+      properties[ToUtf8(member->name)] = std::move(items);
+    } else {
+      properties[ToUtf8(member->name)] = ScalarToJson(*member, value);
+    }
+  }
+  return properties;
+}
+
+WmiValue ScalarFromJson(const MemberDef& member, const json& value, const std::string& place);
+
+PropertyList PropertiesFromJson(const ClassDef& cls, const json& properties,
+                                const std::string& place) {
+  if (!properties.is_object()) {
+    Reject(place, "expected an object of properties");
+  }
+  PropertyList list;
+  for (const auto& [name, value] : properties.items()) {
+    const std::string where = place + "/" + name;
+    const MemberDef* member = Schema::Instance().FindProperty(cls, FromUtf8(name));
+    if (member == nullptr) {
+      Reject(where, "class " + ToUtf8(cls.name) + " has no such property");
+    }
+    if (value.is_null()) {
+      continue;
+    }
+    if (!member->array) {
+      list.emplace_back(std::wstring(member->name), ScalarFromJson(*member, value, where));
+      continue;
+    }
+    if (!value.is_array()) {
+      Reject(where, "expected an array");
+    }
+    std::vector<WmiValue> items;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+      items.push_back(ScalarFromJson(*member, value[i], where + "/" + std::to_string(i)));
+    }
+    auto array = CoerceElements(*member, items);
+    if (!array) {
+      Reject(where, "array elements do not fit the property's type");
+    }
+    list.emplace_back(std::wstring(member->name), std::move(*array));
+  }
+  return list;
+}
+
+const ClassDef& ClassFromJson(const json& entry, const std::string& place) {
+  if (!entry.is_object() || !entry.contains("class") || !entry["class"].is_string()) {
+    Reject(place, "expected an object with a \"class\" name");
+  }
+  const ClassDef* cls = Schema::Instance().FindClass(FromUtf8(entry["class"].get<std::string>()));
+  if (cls == nullptr) {
+    Reject(place + "/class", "unknown class " + entry["class"].get<std::string>());
+  }
+  return *cls;
+}
+
+WmiValue ScalarFromJson(const MemberDef& member, const json& value, const std::string& place) {
+  const MemberDef scalar{member.name, member.type, false, member.refClass};
+  std::optional<WmiValue> converted;
+  switch (member.type) {
+    case CimType::Boolean:
+      if (value.is_boolean()) {
+        converted = WmiValue::Boolean(value.get<bool>());
+      }
+      break;
+    case CimType::String:
+    case CimType::Datetime:
+    case CimType::Reference:
+      if (value.is_string()) {
+        converted = WmiValue::String(FromUtf8(value.get<std::string>()));
+      }
+      break;
+    case CimType::Real32:
+    case CimType::Real64:
+      if (value.is_number()) {
+        converted = CoerceToMember(scalar, WmiValue::String(FromUtf8(value.dump())));
+      }
+      break;
+    case CimType::Object: {
+      const ClassDef& cls = ClassFromJson(value, place);
+      converted = WmiValue::Object(
+          MakeDetachedObject(cls, PropertiesFromJson(cls, value.value("properties", json::object()),
+                                                     place + "/properties")));
+      break;
+    }
+    default:
+      // Integers; 64-bit ones may also be written as decimal text.
+      if (value.is_number_integer() || value.is_string()) {
+        const std::string text = value.is_string() ? value.get<std::string>() : value.dump();
+        converted = CoerceToMember(scalar, WmiValue::String(FromUtf8(text)));
+      }
+  }
+  if (!converted) {
+    Reject(place, "expected a " + ToUtf8(CimTypeName(member.type)) + " value");
+  }
+  return std::move(*converted);
+}
+
+template <typename T>
+T Setting(const json& host, const char* name, T fallback, const std::string& place) {
+  if (!host.contains(name)) {
+    return fallback;
+  }
+  try {
+    return host.at(name).get<T>();
+  } catch (const json::exception&) {
+    Reject(place + "/" + name, "has the wrong type");
+  }
+}
+
+std::shared_ptr<HostCore> Build(const json& document) {
+  if (!document.is_object()) {
+    Reject("", "expected a JSON object");
+  }
+  if (document.value("format", std::string()) != kFormat) {
+    Reject("/format", std::string("expected \"") + kFormat + "\"");
+  }
+  if (document.value("version", 0) != kVersion) {
+    Reject("/version", "expected " + std::to_string(kVersion));
+  }
+  const json host = document.value("host", json::object());
+  HostSettings settings;
+  settings.name = FromUtf8(Setting<std::string>(host, "name", "HV-HOST01", "/host"));
+  settings.hostGuardian = Setting<bool>(host, "hostGuardian", true, "/host");
+  settings.jobDurationMs = Setting<std::uint32_t>(host, "jobDurationMs", 300, "/host");
+  settings.user = FromUtf8(Setting<std::string>(host, "user", "", "/host"));
+  settings.password = FromUtf8(Setting<std::string>(host, "password", "", "/host"));
+  if (settings.name.empty()) {
+    Reject("/host/name", "must not be empty");
+  }
+
+  auto core = std::make_shared<HostCore>(settings);
+  core->SetClockMs(Setting<std::uint64_t>(host, "clockMs", 0, "/host"));
+  core->SetGuidSeed(Setting<std::uint64_t>(host, "guidSeed", 1, "/host"));
+  for (const auto& entry : host.value("synchronousMethods", json::array())) {
+    if (!entry.is_object() || !entry.value("class", json()).is_string() ||
+        !entry.value("method", json()).is_string()) {
+      Reject("/host/synchronousMethods", "expected {\"class\": ..., \"method\": ...} entries");
+    }
+    core->SetSynchronous(FromUtf8(entry["class"].get<std::string>()),
+                         FromUtf8(entry["method"].get<std::string>()), true);
+  }
+
+  const json namespaces = document.value("namespaces", json::object());
+  if (!namespaces.is_object()) {
+    Reject("/namespaces", "expected an object keyed by namespace");
+  }
+  for (const auto& [name, instances] : namespaces.items()) {
+    const std::string place = "/namespaces/" + name;
+    if (!core->HasNamespace(FromUtf8(name))) {
+      Reject(place, "the host has no such namespace");
+    }
+    if (!instances.is_array()) {
+      Reject(place, "expected an array of instances");
+    }
+    Repository& repository = core->Namespace(FromUtf8(name));
+    for (std::size_t i = 0; i < instances.size(); ++i) {
+      const std::string where = place + "/" + std::to_string(i);
+      const ClassDef& cls = ClassFromJson(instances[i], where);
+      const PropertyList properties = PropertiesFromJson(
+          cls, instances[i].value("properties", json::object()), where + "/properties");
+      try {
+        repository.Create(cls.name, properties);
+      } catch (const DefaultException& e) {
+        Reject(where, ToUtf8(e.GetMessageDescription()) + "(the instance cannot be stored)");
+      }
+    }
+  }
+  InstallProviderBehaviours(*core);
+  return core;
+}
+
+}  // namespace
+
+std::shared_ptr<HostCore> HostFromJson(const std::string& text, const std::string& sourceName) {
+  try {
+    return Build(json::parse(text));
+  } catch (const json::parse_error& e) {
+    throw DefaultException(kLibraryErrorCode,
+                           FromUtf8(sourceName + ": not valid JSON: " + e.what()).c_str());
+  } catch (const ScenarioError& e) {
+    const std::string message =
+        sourceName + ": " + (e.place.empty() ? "/" : e.place) + ": " + e.problem;
+    throw DefaultException(kLibraryErrorCode, FromUtf8(message).c_str());
+  }
+}
+
+std::string HostToJson(HostCore& host) {
+  std::lock_guard lock(host.Mutex());
+  const HostSettings& settings = host.Settings();
+  json synchronous = json::array();
+  for (const auto& [className, method] : host.SynchronousMethods()) {
+    synchronous.push_back({{"class", ToUtf8(className)}, {"method", ToUtf8(method)}});
+  }
+  json namespaces = json::object();
+  for (const wchar_t* name : {kVirtualizationNamespace, kHgsNamespace}) {
+    if (!host.HasNamespace(name)) {
+      continue;
+    }
+    Repository& repository = host.Namespace(name);
+    json instances = json::array();
+    for (const auto id : repository.All()) {
+      const Instance& instance = repository.Get(id);
+      instances.push_back(
+          {{"class", ToUtf8(instance.cls->name)}, {"properties", PropertiesToJson(instance)}});
+    }
+    namespaces[ToUtf8(name)] = std::move(instances);
+  }
+  json document = {
+      {"format", kFormat},
+      {"version", kVersion},
+      {"host",
+       {{"name", ToUtf8(settings.name)},
+        {"hostGuardian", settings.hostGuardian},
+        {"jobDurationMs", settings.jobDurationMs},
+        {"user", ToUtf8(settings.user)},
+        {"password", ToUtf8(settings.password)},
+        {"clockMs", host.ClockMs()},
+        {"guidSeed", host.GuidSeed()},
+        {"synchronousMethods", std::move(synchronous)}}},
+      {"namespaces", std::move(namespaces)},
+  };
+  return document.dump(2);
+}
+
+}  // namespace quorvane::sim

@@ -1,0 +1,170 @@
+#include "simhost/schema.h"
+
+#include <algorithm>
+
+namespace quorvane::sim {
+
+std::wstring_view CimTypeName(CimType type) {
+  switch (type) {
+    case CimType::String:
+      return L"string";
+    case CimType::Boolean:
+      return L"boolean";
+    case CimType::UInt8:
+      return L"uint8";
+    case CimType::SInt8:
+      return L"sint8";
+    case CimType::UInt16:
+      return L"uint16";
+    case CimType::SInt16:
+      return L"sint16";
+    case CimType::UInt32:
+      return L"uint32";
+    case CimType::SInt32:
+      return L"sint32";
+    case CimType::UInt64:
+      return L"uint64";
+    case CimType::SInt64:
+      return L"sint64";
+    case CimType::Real32:
+      return L"real32";
+    case CimType::Real64:
+      return L"real64";
+    case CimType::Datetime:
+      return L"datetime";
+    case CimType::Reference:
+      return L"reference";
+    case CimType::Object:
+      return L"object";
+    case CimType::Char16:
+      return L"char16";
+  }
+  return L"string";
+}
+
+WmiKind KindOf(CimType type) {
+  switch (type) {
+    case CimType::Boolean:
+      return WmiKind::Boolean;
+    case CimType::UInt8:
+      return WmiKind::UInt8;
+    case CimType::SInt8:
+    case CimType::SInt16:
+    case CimType::Char16:
+      return WmiKind::Int16;
+    case CimType::UInt16:
+    case CimType::UInt32:
+    case CimType::SInt32:
+      return WmiKind::Int32;
+    case CimType::Real32:
+      return WmiKind::Real32;
+    case CimType::Real64:
+      return WmiKind::Real64;
+    case CimType::Object:
+      return WmiKind::Object;
+    case CimType::String:
+    case CimType::UInt64:
+    case CimType::SInt64:
+    case CimType::Datetime:
+    case CimType::Reference:
+      return WmiKind::String;
+  }
+  return WmiKind::String;
+}
+
+const Schema& Schema::Instance() {
+  static const Schema schema;
+  return schema;
+}
+
+Schema::Schema() {
+  for (const auto& cls : kClassTable) {
+    index_.emplace(cls.name, &cls);
+  }
+}
+
+const ClassDef* Schema::FindClass(std::wstring_view name) const {
+  const auto found = index_.find(name);
+  return found == index_.end() ? nullptr : found->second;
+}
+
+const ClassDef* Schema::Superclass(const ClassDef& cls) const {
+  return cls.superclass.empty() ? nullptr : FindClass(cls.superclass);
+}
+
+bool Schema::IsA(const ClassDef& cls, std::wstring_view ancestor) const {
+  for (const ClassDef* c = &cls; c != nullptr; c = Superclass(*c)) {
+    if (EqualsNoCase(c->name, ancestor)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+std::vector<std::wstring> Schema::Derivation(const ClassDef& cls) const {
+  std::vector<std::wstring> names;
+  for (const ClassDef* c = Superclass(cls); c != nullptr; c = Superclass(*c)) {
+    names.emplace_back(c->name);
+  }
+  return names;
+}
+
+std::vector<const MemberDef*> Schema::Properties(const ClassDef& cls) const {
+  std::map<std::wstring_view, const MemberDef*, LessNoCase> byName;
+  for (const ClassDef* c = &cls; c != nullptr; c = Superclass(*c)) {
+    for (const auto& property : c->properties) {
+      byName.emplace(property.name, &property);
+    }
+  }
+  std::vector<const MemberDef*> properties;
+  properties.reserve(byName.size());
+  for (const auto& [name, property] : byName) {
+    properties.push_back(property);
+  }
+  return properties;
+}
+
+const MemberDef* Schema::FindProperty(const ClassDef& cls, std::wstring_view name) const {
+  for (const ClassDef* c = &cls; c != nullptr; c = Superclass(*c)) {
+    for (const auto& property : c->properties) {
+      if (EqualsNoCase(property.name, name)) {
+        return &property;
+      }
+    }
+  }
+  return nullptr;
+}
+
+const MethodDef* Schema::FindMethod(const ClassDef& cls, std::wstring_view name) const {
+  for (const ClassDef* c = &cls; c != nullptr; c = Superclass(*c)) {
+    for (const auto& method : c->methods) {
+      if (EqualsNoCase(method.name, name)) {
+        return &method;
+      }
+    }
+  }
+  return nullptr;
+}
+
+std::span<const std::wstring_view> Schema::Keys(const ClassDef& cls) const {
+  for (const ClassDef* c = &cls; c != nullptr; c = Superclass(*c)) {
+    if (!c->keys.empty()) {
+      return c->keys;
+    }
+  }
+  return {};
+}
+
+std::wstring_view Schema::OriginOf(const ClassDef& cls, std::wstring_view property) const {
+  std::wstring_view origin = cls.name;
+  for (const ClassDef* c = &cls; c != nullptr; c = Superclass(*c)) {
+    for (const auto& p : c->properties) {
+      if (EqualsNoCase(p.name, property)) {
+        origin = c->name;
+      }
+    }
+  }
+  return origin;
+}
+
+}  // namespace quorvane::sim

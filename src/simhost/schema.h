@@ -1,0 +1,97 @@
+#pragma once
+
+#include <map>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "util/case_insensitive.h"
+#include "wmi/wmi_value.h"
+
+namespace quorvane::sim {
+
+enum class CimType : std::uint8_t {
+  String,
+  Boolean,
+  UInt8,
+  SInt8,
+  UInt16,
+  SInt16,
+  UInt32,
+  SInt32,
+  UInt64,
+  SInt64,
+  Real32,
+  Real64,
+  Datetime,
+  Reference,
+  Object,
+  Char16,
+};
+
+enum class Namespace : std::uint8_t { Virtualization, Hgs };
+
+// A property or a method parameter.
+struct MemberDef {
+  std::wstring_view name;
+  CimType type;
+  bool array;
+  // The referenced or embedded class, when the member names one.
+  const wchar_t* refClass;
+};
+
+struct MethodDef {
+  std::wstring_view name;
+  std::span<const MemberDef> in;
+  std::span<const MemberDef> out;
+  bool isStatic;
+};
+
+// One class as declared: its own properties and methods only; Schema walks the ancestry.
+struct ClassDef {
+  std::wstring_view name;
+  std::wstring_view superclass;
+  Namespace ns;
+  bool isAbstract;
+  bool isAssociation;
+  std::span<const std::wstring_view> keys;
+  std::span<const MemberDef> properties;
+  std::span<const MethodDef> methods;
+};
+
+extern const std::span<const ClassDef> kClassTable;
+
+// The CIM type's text in CIM-XML and MOF ("uint16", "datetime", "object", ...).
+std::wstring_view CimTypeName(CimType type);
+// The kind in which WMI hands a value of this type over.
+WmiKind KindOf(CimType type);
+
+// Class lookups over the table. Names are matched case-insensitively, as WMI does.
+class Schema {
+ public:
+  static const Schema& Instance();
+
+  const ClassDef* FindClass(std::wstring_view name) const;
+  // Whether `cls` is `ancestor` or derives from it.
+  bool IsA(const ClassDef& cls, std::wstring_view ancestor) const;
+  const ClassDef* Superclass(const ClassDef& cls) const;
+  // Superclass names, nearest first.
+  std::vector<std::wstring> Derivation(const ClassDef& cls) const;
+  // Own and inherited properties in alphabetical order; a subclass's declaration wins.
+  std::vector<const MemberDef*> Properties(const ClassDef& cls) const;
+  const MemberDef* FindProperty(const ClassDef& cls, std::wstring_view name) const;
+  // The nearest declaration of the method along the ancestry.
+  const MethodDef* FindMethod(const ClassDef& cls, std::wstring_view name) const;
+  // Key property names (inherited from the declaring ancestor).
+  std::span<const std::wstring_view> Keys(const ClassDef& cls) const;
+  // The class that defines a property (for CLASSORIGIN).
+  std::wstring_view OriginOf(const ClassDef& cls, std::wstring_view property) const;
+
+ private:
+  Schema();
+
+  std::map<std::wstring_view, const ClassDef*, LessNoCase> index_;
+};
+
+}  // namespace quorvane::sim

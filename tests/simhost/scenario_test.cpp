@@ -1,0 +1,95 @@
+#include <filesystem>
+#include <fstream>
+
+#include "sim_fixture.h"
+
+namespace quorvane::sim {
+namespace {
+
+std::string ErrorOf(const std::string& json) {
+  try {
+    SimulatedHost::FromJson(json, "bad.json");
+  } catch (const DefaultException& e) {
+    EXPECT_EQ(e.GetErrorCode(), 0xFFFFFFFFu);
+    return e.what();
+  }
+  return "";
+}
+
+TEST_F(SimHostTest, ScenarioSurvivesSaveAndLoad) {
+  AddMachine(L"AAAA-1", L"web \u00e9", 2);
+  Core().SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", true);
+  host_.AdvanceClock(1234);
+  Core().NewGuid();
+  const std::string saved = host_.ToJson();
+  const auto file = std::filesystem::temp_directory_path() / "quorvane-scenario-test.json";
+  host_.SaveScenario(file);
+  EXPECT_EQ(SimulatedHost::LoadScenario(file).ToJson(), saved);
+  std::filesystem::remove(file);
+
+  const auto loaded = SimulatedHost::FromJson(saved);
+  EXPECT_EQ(loaded.ToJson(), saved);
+  EXPECT_EQ(loaded.ClockMs(), 1234u);
+  EXPECT_EQ(loaded.Core()->NewGuid(), Core().NewGuid());  // same sequence from here on
+
+  auto service = loaded.Core()->Connect(L"", L"", L"", kVirtualizationNamespace);
+  const auto vms =
+      service->ExecQuery(L"SELECT * FROM Msvm_ComputerSystem WHERE Caption = 'Virtual Machine'");
+  ASSERT_EQ(vms.size(), 1u);
+  EXPECT_EQ(vms[0]->GetProperty(L"ElementName").AsWideString(), L"web \u00e9");
+  EXPECT_EQ(vms[0]->GetProperty(L"OnTimeInMilliseconds").AsWideString(), L"5000000000");
+  EXPECT_EQ(vms[0]->GetAssociatorsOfClass(L"Msvm_VirtualSystemSettingData").size(), 1u);
+}
+
+TEST(ScenarioTest, DefaultScenarioHasTheManagementServices) {
+  const auto host = SimulatedHost::Default();
+  auto service = host.Core()->Connect(L"", L"", L"", kVirtualizationNamespace);
+  EXPECT_EQ(service->QueryFirst(L"Msvm_VirtualSystemManagementService")
+                ->GetProperty(L"Name")
+                .AsWideString(),
+            L"vmms");
+  EXPECT_EQ(service->QueryAll(L"Msvm_VirtualSystemSnapshotService").size(), 1u);
+  EXPECT_EQ(service->QueryAll(L"Msvm_ImageManagementService").size(), 1u);
+  EXPECT_NO_THROW(host.Core()->Connect(L"", L"", L"", kHgsNamespace));
+}
+
+TEST(ScenarioTest, InvalidScenariosNameTheSourceAndThePlace) {
+  const std::string head =
+      R"({"format": "quorvane-simulated-host", "version": 1, "namespaces": {"root\\virtualization\\v2": [)";
+  EXPECT_EQ(ErrorOf("{"), ErrorOf("{"));
+  EXPECT_EQ(ErrorOf("{").rfind("bad.json: not valid JSON: ", 0), 0u);
+  EXPECT_EQ(ErrorOf("[]"), "bad.json: /: expected a JSON object");
+  EXPECT_EQ(ErrorOf(R"({"format": "x"})"),
+            "bad.json: /format: expected \"quorvane-simulated-host\"");
+  EXPECT_EQ(ErrorOf(head + R"({"class": "Msvm_Nope"}]}})"),
+            "bad.json: /namespaces/root\\virtualization\\v2/0/class: unknown class Msvm_Nope");
+  EXPECT_EQ(ErrorOf(head + R"({"class": "Msvm_ComputerSystem", "properties": {"Nope": 1}}]}})"),
+            "bad.json: /namespaces/root\\virtualization\\v2/0/properties/Nope: class "
+            "Msvm_ComputerSystem has no such property");
+  EXPECT_EQ(
+      ErrorOf(head +
+              R"({"class": "Msvm_ComputerSystem", "properties": {"EnabledState": "two"}}]}})"),
+      "bad.json: /namespaces/root\\virtualization\\v2/0/properties/EnabledState: expected a "
+      "uint16 value");
+  EXPECT_EQ(ErrorOf(head + R"({"class": "Msvm_ComputerSystem", "properties": {"Name": "A"}}]}})"),
+            "bad.json: /namespaces/root\\virtualization\\v2/0: Invalid parameter (the instance "
+            "cannot be stored)");
+  EXPECT_EQ(
+      ErrorOf(R"({"format": "quorvane-simulated-host", "version": 1, "host": )"
+              R"({"hostGuardian": false}, "namespaces": {"root\\microsoft\\windows\\hgs": []}})"),
+      "bad.json: /namespaces/root\\microsoft\\windows\\hgs: the host has no such namespace");
+  EXPECT_EQ(
+      ErrorOf(
+          R"({"format": "quorvane-simulated-host", "version": 1, "host": {"jobDurationMs": "x"}})"),
+      "bad.json: /host/jobDurationMs: has the wrong type");
+
+  try {
+    SimulatedHost::LoadScenario("/nonexistent/scenario.json");
+    FAIL() << "expected a failure";
+  } catch (const DefaultException& e) {
+    EXPECT_STREQ(e.what(), "/nonexistent/scenario.json: cannot be opened");
+  }
+}
+
+}  // namespace
+}  // namespace quorvane::sim
