@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "quorvane/export.h"
+#include "quorvane/quorvane.h"
 
 namespace quorvane::sim {
 
@@ -27,6 +28,31 @@ struct HostOptions {
   // Credentials a remote connection must present; empty accepts any.
   std::wstring user;
   std::wstring password;
+  // Whether the host publishes its processor and memory templates and configuration versions.
+  bool capabilities = true;
+};
+
+// A machine to put on the host.
+struct MachineSpec {
+  std::wstring name;
+  std::wstring id;  // the machine's GUID; a new one when empty
+  bool generation2 = true;
+  std::wstring version = L"10.0";
+  std::uint64_t memoryMb = 1024;
+  std::uint64_t processors = 1;
+  bool dynamicMemory = false;
+  std::uint16_t enabledState = 3;  // 2 running, 3 off, 6 saved, 9 paused
+  std::vector<std::uint16_t> operationalStatus = {2};
+  std::wstring dataRoot = L"C:\\ProgramData\\Microsoft\\Windows\\Hyper-V";
+  // A planned machine has settings but no computer system yet.
+  bool planned = false;
+};
+
+// What a scripted operation failure raises.
+enum class FaultKind {
+  WmiStatus,          // the library exception WMI's status maps to
+  ComError,           // a COM failure outside WMI, not a library exception
+  StandardException,  // a standard library exception
 };
 
 // One operation the host received.
@@ -71,8 +97,29 @@ class QUORVANE_API SimulatedHost {
   // The next `count` operations ("Connect", "GetObject", ...) whose target contains `match`
   // fail with the given status.
   void FailOperations(const std::wstring& operation, const std::wstring& match,
-                      std::uint32_t status, int count = 1);
+                      std::uint32_t status, int count = 1, FaultKind kind = FaultKind::WmiStatus);
   void ClearFaults();
+
+  // Building the host. Machines and switches are named by their GUID, checkpoints by their
+  // "ConfigurationID".
+  std::wstring AddMachine(const MachineSpec& spec);
+  // A checkpoint of a machine as Hyper-V takes it; the name defaults to Hyper-V's own.
+  std::wstring AddSnapshot(const std::wstring& machineId, const std::wstring& name = L"",
+                           bool recovery = false);
+  std::wstring AddSwitch(const std::wstring& name);
+  // Sets one property of the object at `path` from its text ("3", "TRUE", "Text").
+  void SetProperty(const std::wstring& path, const std::wstring& property,
+                   const std::wstring& value);
+  // Removes the object at `path` and every association that refers to it.
+  void RemoveObject(const std::wstring& path);
+
+  // The root object bound to this host, as CreateQuorvaneRemote binds one to a real host
+  // (the local host when `host` is null or empty). Raises the library's exceptions.
+  IQuorvane* CreateQuorvane(const wchar_t* host = nullptr, const wchar_t* user = nullptr,
+                            const wchar_t* password = nullptr) const;
+  // The same with the plain entry points' result codes; nothing escapes.
+  std::uint32_t CreateQuorvane(const wchar_t* host, const wchar_t* user, const wchar_t* password,
+                               IQuorvane** out) const;
 
   std::vector<Call> CallLog() const;
   void ClearCallLog();

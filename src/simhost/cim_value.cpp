@@ -228,24 +228,6 @@ WmiValue MakeArray(WmiKind kind, const std::vector<WmiValue>& items) {
 
 }  // namespace
 
-std::vector<WmiValue> ElementsOf(const WmiValue& value) {
-  std::vector<WmiValue> out;
-  std::visit(
-      [&out](const auto& stored) {
-        using T = std::decay_t<decltype(stored)>;
-        if constexpr (std::is_same_v<T, std::monostate>) {
-        } else if constexpr (requires { stored.begin(); } && !std::is_same_v<T, std::wstring>) {
-          for (const auto& item : stored) {
-            out.emplace_back(WmiValue::Storage(static_cast<typename T::value_type>(item)));
-          }
-        } else {
-          out.emplace_back(WmiValue::Storage(stored));
-        }
-      },
-      value.Get());
-  return out;
-}
-
 std::optional<WmiValue> CoerceToMember(const MemberDef& member, const WmiValue& value) {
   if (!member.array) {
     return CoerceScalar(member.type, value);
@@ -256,7 +238,7 @@ std::optional<WmiValue> CoerceToMember(const MemberDef& member, const WmiValue& 
   if (!value.IsArray()) {
     return std::nullopt;
   }
-  return CoerceElements(member, ElementsOf(value));
+  return CoerceElements(member, value.Elements());
 }
 
 std::optional<WmiValue> CoerceElements(const MemberDef& member,
@@ -312,7 +294,7 @@ std::wstring DescribeValue(const WmiValue& value) {
     return value.Kind() == WmiKind::Object ? L"<object>" : ScalarToCimText(value);
   }
   std::wstring out = L"{";
-  const auto items = ElementsOf(value);
+  const auto items = value.Elements();
   for (std::size_t i = 0; i < items.size(); ++i) {
     out += (i ? L", " : L"") + DescribeValue(items[i]);
   }

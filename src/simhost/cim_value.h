@@ -17,9 +17,6 @@ std::optional<WmiValue> CoerceToMember(const MemberDef& member, const WmiValue& 
 // Builds an array value for an array member from scalars, converting each as above.
 std::optional<WmiValue> CoerceElements(const MemberDef& member, const std::vector<WmiValue>& items);
 
-// The elements of an array value as scalars (a scalar gives itself; null gives nothing).
-std::vector<WmiValue> ElementsOf(const WmiValue& value);
-
 // The text of a scalar inside a CIM-XML VALUE element ("TRUE"/"FALSE" for booleans, decimal
 // for numbers). Objects have no text form here.
 std::wstring ScalarToCimText(const WmiValue& value);

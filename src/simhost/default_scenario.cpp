@@ -1,66 +1,51 @@
+#include "simhost/hyperv_model.h"
+#include "simhost/providers.h"
 #include "simhost/scenario.h"
 
 namespace quorvane::sim {
-namespace {
 
-struct ServiceName {
-  const wchar_t* className;
-  const wchar_t* name;
-};
-
-// "vmms", "vssnapsvc" and "vhdsvc" are what Hyper-V calls its services; the names of the
-// reference point and security services are not published and are our choice.
-constexpr ServiceName kServices[] = {
-    {L"Msvm_VirtualSystemManagementService", L"vmms"},
-    {L"Msvm_VirtualSystemSnapshotService", L"vssnapsvc"},
-    {L"Msvm_ImageManagementService", L"vhdsvc"},
-    {L"Msvm_VirtualSystemReferencePointService", L"vrpsvc"},
-    {L"Msvm_SecurityService", L"securitysvc"},
-};
-
-void AddHostSystem(HostCore& host) {
-  Repository& v2 = host.Namespace(kVirtualizationNamespace);
-  const std::wstring& name = host.Settings().name;
-  v2.Create(L"Msvm_ComputerSystem",
-            {{L"CreationClassName", WmiValue::String(L"Msvm_ComputerSystem")},
-             {L"Name", WmiValue::String(name)},
-             {L"ElementName", WmiValue::String(name)},
-             {L"Caption", WmiValue::String(L"Hosting Computer System")},
-             {L"Description", WmiValue::String(L"Microsoft Hosting Computer System")},
-             {L"EnabledState", WmiValue::Int32(2)},
-             {L"HealthState", WmiValue::Int32(5)},
-             {L"OperationalStatus", WmiValue::Array(std::vector<std::int32_t>{2})}});
-  for (const auto& service : kServices) {
-    v2.Create(service.className,
-              {{L"CreationClassName", WmiValue::String(service.className)},
-               {L"Name", WmiValue::String(service.name)},
-               {L"SystemCreationClassName", WmiValue::String(L"Msvm_ComputerSystem")},
-               {L"SystemName", WmiValue::String(name)},
-               {L"EnabledState", WmiValue::Int32(2)}});
-  }
-  v2.Create(L"Msvm_VirtualSystemManagementServiceSettingData",
-            {{L"InstanceID", WmiValue::String(L"Microsoft:" + name)},
-             {L"DefaultExternalDataRoot",
-              WmiValue::String(L"C:\\ProgramData\\Microsoft\\Windows\\Hyper-V")},
-             {L"DefaultVirtualHardDiskPath",
-              WmiValue::String(L"C:\\ProgramData\\Microsoft\\Windows\\Virtual Hard Disks")}});
-}
-
-}  // namespace
-
-void InstallProviderBehaviours(HostCore& /*host*/) {
-  // Behaviours of the Hyper-V provider's methods register here as they are modelled.
+void InstallProviderBehaviours(HostCore& host) {
+  InstallLifecycleBehaviours(host);
 }
 
 std::shared_ptr<HostCore> BuildHost(const HostSettings& settings) {
   auto host = std::make_shared<HostCore>(settings);
   AddHostSystem(*host);
+  if (settings.capabilities) {
+    AddCapabilities(*host);
+  }
   InstallProviderBehaviours(*host);
   return host;
 }
 
+// A small host to explore: two switches, a running generation 2 machine with two checkpoints,
+// a generation 1 machine that is off, and a planned machine.
 std::shared_ptr<HostCore> BuildDefaultHost() {
-  return BuildHost(HostSettings{});
+  auto host = BuildHost(HostSettings{});
+  AddSwitch(*host, L"External", L"");
+  AddSwitch(*host, L"Internal", L"");
+  MachineDefinition web;
+  web.name = L"web-01";
+  web.memoryMb = 4096;
+  web.processors = 4;
+  web.enabledState = kStateRunning;
+  const auto webMachine = DefineMachine(*host, web);
+  host->AdvanceClock(3'600'000);
+  TakeSnapshot(*host, webMachine, 2, L"Before update");
+  host->AdvanceClock(3'600'000);
+  TakeSnapshot(*host, webMachine, 2, L"After update");
+  MachineDefinition db;
+  db.name = L"db-01";
+  db.generation2 = false;
+  db.version = L"9.0";
+  db.memoryMb = 8192;
+  db.processors = 2;
+  DefineMachine(*host, db);
+  MachineDefinition planned;
+  planned.name = L"imported";
+  planned.planned = true;
+  DefineMachine(*host, planned);
+  return host;
 }
 
 }  // namespace quorvane::sim

@@ -62,9 +62,10 @@ void FaultPlan::FailJob(std::wstring className, std::wstring method, std::uint16
   }
 }
 
-void FaultPlan::FailOperation(Operation operation, std::wstring match, HResult status, int count) {
+void FaultPlan::FailOperation(Operation operation, std::wstring match, HResult status, int count,
+                              FailureKind kind) {
   if (count != 0) {
-    operations_.push_back({operation, std::move(match), status, count});
+    operations_.push_back({operation, std::move(match), OperationError{status, kind}, count});
   }
 }
 
@@ -90,12 +91,12 @@ std::optional<FaultPlan::JobError> FaultPlan::TakeJobFault(const ClassDef& cls,
   return fault ? std::optional(fault->error) : std::nullopt;
 }
 
-std::optional<HResult> FaultPlan::TakeOperationFault(Operation operation,
-                                                     std::wstring_view target) {
+std::optional<FaultPlan::OperationError> FaultPlan::TakeOperationFault(Operation operation,
+                                                                       std::wstring_view target) {
   const auto fault = Take(operations_, [&](const OperationFault& f) {
     return f.operation == operation && Contains(target, f.match);
   });
-  return fault ? std::optional(fault->status) : std::nullopt;
+  return fault ? std::optional(fault->error) : std::nullopt;
 }
 
 }  // namespace quorvane::sim

@@ -23,6 +23,9 @@ enum class Operation : std::uint8_t {
 
 std::wstring_view OperationName(Operation operation);
 
+// What a failed operation raises.
+enum class FailureKind : std::uint8_t { WmiStatus, ComError, StandardException };
+
 // Scripted failures. A count below zero means every call from now on.
 class FaultPlan {
  public:
@@ -35,7 +38,8 @@ class FaultPlan {
                std::wstring description, int count);
   // The next `count` operations of this kind whose target contains `match` (case-insensitive;
   // empty matches all) fail with `status`.
-  void FailOperation(Operation operation, std::wstring match, HResult status, int count);
+  void FailOperation(Operation operation, std::wstring match, HResult status, int count,
+                     FailureKind kind = FailureKind::WmiStatus);
   void Clear();
 
   std::optional<std::uint32_t> TakeMethodFault(const ClassDef& cls, std::wstring_view method);
@@ -44,7 +48,11 @@ class FaultPlan {
     std::wstring description;
   };
   std::optional<JobError> TakeJobFault(const ClassDef& cls, std::wstring_view method);
-  std::optional<HResult> TakeOperationFault(Operation operation, std::wstring_view target);
+  struct OperationError {
+    HResult status;
+    FailureKind kind;
+  };
+  std::optional<OperationError> TakeOperationFault(Operation operation, std::wstring_view target);
 
  private:
   struct MethodFault {
@@ -62,7 +70,7 @@ class FaultPlan {
   struct OperationFault {
     Operation operation;
     std::wstring match;
-    HResult status;
+    OperationError error;
     int remaining;
   };
 

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <stdexcept>
 
 #include "entry/status.h"
 #include "quorvane/exceptions.h"
 #include "simhost/cim_value.h"
 #include "simhost/sim_wmi.h"
 #include "simhost/wql.h"
+#include "wmi/com_error.h"
 
 namespace quorvane::sim {
 namespace {
@@ -444,8 +446,17 @@ void HostCore::Record(Operation operation, std::wstring_view nameSpace, std::wst
 }
 
 void HostCore::FailIfScripted(Operation operation, std::wstring_view target) {
-  if (const auto scripted = faults_.TakeOperationFault(operation, target)) {
-    Fail(*scripted);
+  const auto scripted = faults_.TakeOperationFault(operation, target);
+  if (!scripted) {
+    return;
+  }
+  switch (scripted->kind) {
+    case FailureKind::ComError:
+      throw ComError(scripted->status);
+    case FailureKind::StandardException:
+      throw std::runtime_error("scripted failure");
+    case FailureKind::WmiStatus:
+      Fail(scripted->status);
   }
 }
 

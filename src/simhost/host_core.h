@@ -26,6 +26,8 @@ struct HostSettings {
   // Credentials a remote connection must present; empty accepts any.
   std::wstring user;
   std::wstring password;
+  // Whether a new host gets its capability templates and configuration versions.
+  bool capabilities = true;
 };
 
 struct CallRecord {

@@ -62,7 +62,7 @@ class TextWriter {
     if (!value.IsNull()) {
       if (array) {
         out_ += L"<VALUE.ARRAY>";
-        for (const auto& item : ElementsOf(value)) {
+        for (const auto& item : value.Elements()) {
           Value(type, item);
         }
         out_ += L"</VALUE.ARRAY>";

@@ -41,7 +41,7 @@ json ObjectToJson(const WmiObjectPtr& object) {
     }
     if (member->array) {
       json items = json::array();
-      for (const auto& item : ElementsOf(found->second)) {
+      for (const auto& item : found->second.Elements()) {
         items.push_back(ScalarToJson(*member, item));
       }
       properties[ToUtf8(member->name)] = std::move(items);
@@ -83,7 +83,7 @@ json PropertiesToJson(const Instance& instance) {
     }
     if (member->array) {
       json items = json::array();
-      for (const auto& item : ElementsOf(value)) {
+      for (const auto& item : value.Elements()) {
         items.push_back(ScalarToJson(*member, item));
       }
       properties[ToUtf8(member->name)] = std::move(items);

@@ -3,8 +3,10 @@
 #include <fstream>
 #include <sstream>
 
+#include "entry/root_object.h"
 #include "quorvane/exceptions.h"
 #include "simhost/cim_value.h"
+#include "simhost/hyperv_model.h"
 #include "simhost/scenario.h"
 #include "util/case_insensitive.h"
 #include "util/text.h"
@@ -19,6 +21,7 @@ HostSettings SettingsFrom(const HostOptions& options) {
   settings.jobDurationMs = options.jobDurationMs;
   settings.user = options.user;
   settings.password = options.password;
+  settings.capabilities = options.capabilities;
   return settings;
 }
 
@@ -31,6 +34,21 @@ Operation OperationFromName(const std::wstring& name) {
     }
   }
   throw DefaultException(kLibraryErrorCode, (L"Unknown WMI operation: " + name).c_str());
+}
+
+// The repository a path's namespace names; the virtualization namespace when it names none.
+Repository& RepositoryOf(HostCore& core, const std::wstring& path) {
+  const auto parsed = ParseObjectPath(path);
+  if (parsed && !parsed->nameSpace.empty() && core.HasNamespace(parsed->nameSpace)) {
+    return core.Namespace(parsed->nameSpace);
+  }
+  return core.Namespace(kVirtualizationNamespace);
+}
+
+WmiConnector ConnectorTo(std::shared_ptr<HostCore> core) {
+  return [core](const ConnectionRequest& request) {
+    return core->Connect(request.host, request.user, request.password, request.nameSpace);
+  };
 }
 
 [[noreturn]] void ThrowFileError(const std::filesystem::path& file, const char* what) {
@@ -98,15 +116,88 @@ void SimulatedHost::FailJobs(const std::wstring& className, const std::wstring& 
 }
 
 void SimulatedHost::FailOperations(const std::wstring& operation, const std::wstring& match,
-                                   std::uint32_t status, int count) {
-  const Operation kind = OperationFromName(operation);
+                                   std::uint32_t status, int count, FaultKind kind) {
+  const Operation which = OperationFromName(operation);
   std::lock_guard lock(core_->Mutex());
-  core_->Faults().FailOperation(kind, match, static_cast<HResult>(status), count);
+  core_->Faults().FailOperation(which, match, static_cast<HResult>(status), count,
+                                static_cast<FailureKind>(kind));
 }
 
 void SimulatedHost::ClearFaults() {
   std::lock_guard lock(core_->Mutex());
   core_->Faults().Clear();
+}
+
+std::wstring SimulatedHost::AddMachine(const MachineSpec& spec) {
+  MachineDefinition definition;
+  definition.id = spec.id;
+  definition.name = spec.name;
+  definition.generation2 = spec.generation2;
+  definition.version = spec.version;
+  definition.memoryMb = spec.memoryMb;
+  definition.processors = spec.processors;
+  definition.dynamicMemory = spec.dynamicMemory;
+  definition.enabledState = spec.enabledState;
+  definition.operationalStatus.assign(spec.operationalStatus.begin(), spec.operationalStatus.end());
+  definition.dataRoot = spec.dataRoot;
+  definition.planned = spec.planned;
+  std::lock_guard lock(core_->Mutex());
+  Repository& v2 = core_->Namespace(kVirtualizationNamespace);
+  const auto id = DefineMachine(*core_, definition);
+  return v2.Property(id, spec.planned ? L"ConfigurationID" : L"Name").AsWideString();
+}
+
+std::wstring SimulatedHost::AddSnapshot(const std::wstring& machineId, const std::wstring& name,
+                                        bool recovery) {
+  std::lock_guard lock(core_->Mutex());
+  Repository& v2 = core_->Namespace(kVirtualizationNamespace);
+  const auto machine = MachineByName(v2, machineId);
+  if (!machine) {
+    throw DefaultException(kLibraryErrorCode, (L"No machine " + machineId).c_str());
+  }
+  const auto snapshot = TakeSnapshot(*core_, *machine, recovery ? 32768 : 2, name);
+  return v2.Property(snapshot, L"ConfigurationID").AsWideString();
+}
+
+std::wstring SimulatedHost::AddSwitch(const std::wstring& name) {
+  std::lock_guard lock(core_->Mutex());
+  const auto id = sim::AddSwitch(*core_, name, L"");
+  return core_->Namespace(kVirtualizationNamespace).Property(id, L"Name").AsWideString();
+}
+
+void SimulatedHost::SetProperty(const std::wstring& path, const std::wstring& property,
+                                const std::wstring& value) {
+  std::lock_guard lock(core_->Mutex());
+  Repository& repository = RepositoryOf(*core_, path);
+  const auto id = repository.Find(path);
+  if (!id) {
+    throw DefaultException(kLibraryErrorCode, (L"No object at " + path).c_str());
+  }
+  const MemberDef* member = Schema::Instance().FindProperty(*repository.Get(*id).cls, property);
+  const auto converted = member ? ScalarFromCimText(member->type, value) : std::nullopt;
+  if (!converted) {
+    throw DefaultException(kLibraryErrorCode,
+                           (L"Cannot set " + property + L" to \"" + value + L"\"").c_str());
+  }
+  repository.Set(*id, property, *converted);
+}
+
+void SimulatedHost::RemoveObject(const std::wstring& path) {
+  std::lock_guard lock(core_->Mutex());
+  Repository& repository = RepositoryOf(*core_, path);
+  if (const auto id = repository.Find(path)) {
+    repository.Delete(*id);
+  }
+}
+
+IQuorvane* SimulatedHost::CreateQuorvane(const wchar_t* host, const wchar_t* user,
+                                         const wchar_t* password) const {
+  return Quorvane::Create(ConnectorTo(core_), host, user, password);
+}
+
+std::uint32_t SimulatedHost::CreateQuorvane(const wchar_t* host, const wchar_t* user,
+                                            const wchar_t* password, IQuorvane** out) const {
+  return CreateIntoOut(out, [&] { return CreateQuorvane(host, user, password); });
 }
 
 std::vector<Call> SimulatedHost::CallLog() const {

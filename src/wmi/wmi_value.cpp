@@ -114,6 +114,24 @@ std::vector<std::uint8_t> WmiValue::AsByteArray() const {
   ThrowTypeMismatch();
 }
 
+std::vector<WmiValue> WmiValue::Elements() const {
+  std::vector<WmiValue> out;
+  std::visit(
+      [&out](const auto& stored) {
+        using T = std::decay_t<decltype(stored)>;
+        if constexpr (std::is_same_v<T, std::monostate>) {
+        } else if constexpr (requires { stored.begin(); } && !std::is_same_v<T, std::wstring>) {
+          for (const auto& item : stored) {
+            out.emplace_back(WmiValue::Storage(static_cast<typename T::value_type>(item)));
+          }
+        } else {
+          out.emplace_back(WmiValue::Storage(stored));
+        }
+      },
+      storage_);
+  return out;
+}
+
 WmiObjectPtr WmiValue::AsObject() const {
   if (IsNull()) {
     return nullptr;

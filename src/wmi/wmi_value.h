@@ -70,6 +70,8 @@ class WmiValue {
   std::vector<std::wstring> AsWideStringArray() const;
   // A byte array; null reads as an empty array.
   std::vector<std::uint8_t> AsByteArray() const;
+  // The elements of an array as scalars; a scalar gives itself and null gives nothing.
+  std::vector<WmiValue> Elements() const;
   // An embedded object; null reads as an empty pointer.
   WmiObjectPtr AsObject() const;
 

@@ -135,7 +135,7 @@ TEST_F(JobsAndFaultsTest, ScriptedOperationFailures) {
 
 TEST_F(JobsAndFaultsTest, MethodsTheHostDoesNotModelAreRefused) {
   const auto service = Query(L"SELECT * FROM Msvm_VirtualSystemManagementService")[0];
-  auto method = service->CreateMethod(L"DestroySystem");
+  auto method = service->CreateMethod(L"GenerateWwpn");
   EXPECT_EQ(StatusOf([&] { method->Execute(); }), 0x8004100Cu);
   EXPECT_EQ(StatusOf([&] { service->CreateMethod(L"NoSuchMethod"); }), 0x80041002u);
   EXPECT_EQ(StatusOf([&] { method->SetParameter(L"NoSuchParameter", WmiValue::Int32(1)); }),

@@ -15,8 +15,14 @@ namespace quorvane::sim {
 // A simulated host with a connected "root\virtualization\v2" service and a few machines.
 class SimHostTest : public ::testing::Test {
  protected:
-  SimHostTest() : host_(SimulatedHost::Create()) {
+  SimHostTest() : host_(SimulatedHost::Create(WithoutCapabilities())) {
     service_ = Core().Connect(L"", L"", L"", kVirtualizationNamespace);
+  }
+
+  static HostOptions WithoutCapabilities() {
+    HostOptions options;
+    options.capabilities = false;
+    return options;
   }
 
   HostCore& Core() { return *host_.Core(); }

@@ -1,0 +1,50 @@
+#include "inventory/machine_lookup.h"
+
+#include "quorvane/exceptions.h"
+#include "wmi/wmi_read.h"
+
+namespace quorvane {
+namespace {
+
+WmiObjectPtr FirstSettings(IWmiService& service, const std::wstring& query,
+                           const std::wstring& id) {
+  service.QueryFirst(L"Msvm_VirtualSystemManagementService");
+  auto found = service.ExecQuery(query);
+  if (found.empty()) {
+    throw VmNotFoundException(kLibraryErrorCode, (L"Cannot find vm with id: " + id).c_str());
+  }
+  return found.front();
+}
+
+}  // namespace
+
+WmiObjectPtr FindSettingsByConfigurationId(IWmiService& service,
+                                           const std::wstring& configurationId) {
+  return FirstSettings(service,
+                       L"SELECT * FROM Msvm_VirtualSystemSettingData WHERE ConfigurationID = \"" +
+                           configurationId + L"\"",
+                       configurationId);
+}
+
+WmiObjectPtr FindRealizedSettingsBySystemId(IWmiService& service, const std::wstring& systemId) {
+  return FirstSettings(service,
+                       L"SELECT * FROM Msvm_VirtualSystemSettingData WHERE VirtualSystemIdentifier "
+                       L"= \"" +
+                           systemId + L"\" AND VirtualSystemType = \"" + kRealizedSystemType +
+                           L"\"",
+                       systemId);
+}
+
+std::wstring ReadParentSnapshotId(IWmiService& service, IWmiObject& settings) {
+  const std::wstring parentPath = ReadText(settings, L"Parent");
+  if (parentPath.empty()) {
+    return L"";
+  }
+  const auto parent = service.GetObject(parentPath);
+  if (ReadText(*parent, L"VirtualSystemType") != kRealizedSnapshotType) {
+    return L"";
+  }
+  return ReadText(*parent, L"ConfigurationID");
+}
+
+}  // namespace quorvane

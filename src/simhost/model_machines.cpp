@@ -1,0 +1,254 @@
+#include <algorithm>
+
+#include "simhost/hyperv_model.h"
+#include "util/case_insensitive.h"
+
+namespace quorvane::sim {
+namespace {
+
+constexpr wchar_t kMemorySuffix[] = L"\\4764334d-e001-4176-82ee-5594ec9b530e";
+constexpr wchar_t kProcessorSuffix[] = L"\\b637f346-6a0e-4dec-af52-bd70cb80a21d\\0";
+
+// Settings parts (memory, processor, devices) of a settings object.
+std::vector<Repository::Id> PartsOf(const Repository& repository, Repository::Id settings) {
+  std::vector<Repository::Id> parts;
+  for (const auto& link : repository.LinksOf(settings)) {
+    if (EqualsNoCase(repository.Get(link.association).cls->name,
+                     L"Msvm_VirtualSystemSettingDataComponent") &&
+        EqualsNoCase(link.role, L"GroupComponent")) {
+      parts.push_back(link.endpoint);
+    }
+  }
+  return parts;
+}
+
+std::vector<Repository::Id> Linked(const Repository& repository, Repository::Id from,
+                                   std::wstring_view association, std::wstring_view role) {
+  std::vector<Repository::Id> ends;
+  for (const auto& link : repository.LinksOf(from)) {
+    if (EqualsNoCase(repository.Get(link.association).cls->name, association) &&
+        EqualsNoCase(link.role, role)) {
+      ends.push_back(link.endpoint);
+    }
+  }
+  return ends;
+}
+
+void AddPart(Repository& repository, Repository::Id settings, Repository::Id part) {
+  repository.Associate(L"Msvm_VirtualSystemSettingDataComponent", L"GroupComponent", settings,
+                       L"PartComponent", part);
+}
+
+// "web - (11/22/2026 - 2:27:45 AM)", as Hyper-V names a new checkpoint.
+std::wstring SnapshotName(const std::wstring& machineName, const std::wstring& now) {
+  const int hour = std::stoi(now.substr(8, 2));
+  const std::wstring time = std::to_wstring(hour % 12 == 0 ? 12 : hour % 12) + L":" +
+                            now.substr(10, 2) + L":" + now.substr(12, 2) +
+                            (hour < 12 ? L" AM" : L" PM");
+  return machineName + L" - (" + now.substr(4, 2) + L"/" + now.substr(6, 2) + L"/" +
+         now.substr(0, 4) + L" - " + time + L")";
+}
+
+}  // namespace
+
+Repository::Id DefineMachine(HostCore& host, const MachineDefinition& definition) {
+  Repository& v2 = host.Namespace(kVirtualizationNamespace);
+  const std::wstring id = definition.id.empty() ? host.NewGuid() : definition.id;
+  const std::wstring now = host.Now();
+  const std::wstring root = definition.dataRoot;
+  const std::wstring instance = L"Microsoft:" + id;
+
+  const auto settings = v2.Create(
+      L"Msvm_VirtualSystemSettingData",
+      {{L"InstanceID", WmiValue::String(instance)},
+       {L"ConfigurationID", WmiValue::String(id)},
+       {L"VirtualSystemIdentifier", WmiValue::String(id)},
+       {L"VirtualSystemType",
+        WmiValue::String(definition.planned ? kPlannedSystem : kRealizedSystem)},
+       {L"VirtualSystemSubType",
+        WmiValue::String(definition.generation2 ? L"Microsoft:Hyper-V:SubType:2"
+                                                : L"Microsoft:Hyper-V:SubType:1")},
+       {L"ElementName", WmiValue::String(definition.name)},
+       {L"Caption", WmiValue::String(L"Virtual Machine Settings")},
+       {L"Description", WmiValue::String(L"Active settings for the virtual machine")},
+       {L"Version", WmiValue::String(definition.version)},
+       {L"CreationTime", WmiValue::String(now)},
+       {L"ConfigurationDataRoot", WmiValue::String(root)},
+       {L"ConfigurationFile", WmiValue::String(root + L"\\Virtual Machines\\" + id + L".vmcx")},
+       {L"SnapshotDataRoot", WmiValue::String(root)},
+       {L"SuspendDataRoot", WmiValue::String(root)},
+       {L"SwapFileDataRoot", WmiValue::String(root)},
+       {L"LogDataRoot", WmiValue::String(root)},
+       {L"GuestStateDataRoot", WmiValue::String(root + L"\\Virtual Machines")},
+       {L"GuestStateFile", WmiValue::String(id + L".vmgs")},
+       {L"SecureBootEnabled", WmiValue::Boolean(definition.generation2)},
+       {L"VirtualNumaEnabled", WmiValue::Boolean(true)}});
+  const auto memory =
+      v2.Create(L"Msvm_MemorySettingData",
+                {{L"InstanceID", WmiValue::String(instance + kMemorySuffix)},
+                 {L"Caption", WmiValue::String(L"Memory")},
+                 {L"ElementName", WmiValue::String(L"Memory")},
+                 {L"ResourceType", WmiValue::Int32(4)},
+                 {L"ResourceSubType", WmiValue::String(L"Microsoft:Hyper-V:Memory")},
+                 {L"AllocationUnits", WmiValue::String(L"byte * 2^20")},
+                 {L"VirtualQuantity", WmiValue::UInt64(definition.memoryMb)},
+                 {L"Reservation", WmiValue::UInt64(definition.memoryMb)},
+                 {L"Limit", WmiValue::UInt64(1048576)},
+                 {L"DynamicMemoryEnabled", WmiValue::Boolean(definition.dynamicMemory)}});
+  const auto processor =
+      v2.Create(L"Msvm_ProcessorSettingData",
+                {{L"InstanceID", WmiValue::String(instance + kProcessorSuffix)},
+                 {L"Caption", WmiValue::String(L"Processor")},
+                 {L"ElementName", WmiValue::String(L"Processor")},
+                 {L"ResourceType", WmiValue::Int32(3)},
+                 {L"ResourceSubType", WmiValue::String(L"Microsoft:Hyper-V:Processor")},
+                 {L"VirtualQuantity", WmiValue::UInt64(definition.processors)},
+                 {L"Limit", WmiValue::UInt64(100000)},
+                 {L"Reservation", WmiValue::UInt64(0)},
+                 {L"Weight", WmiValue::Int32(100)}});
+  AddPart(v2, settings, memory);
+  AddPart(v2, settings, processor);
+  if (definition.planned) {
+    return settings;
+  }
+  const auto machine =
+      v2.Create(L"Msvm_ComputerSystem",
+                {{L"CreationClassName", WmiValue::String(L"Msvm_ComputerSystem")},
+                 {L"Name", WmiValue::String(id)},
+                 {L"ElementName", WmiValue::String(definition.name)},
+                 {L"Caption", WmiValue::String(L"Virtual Machine")},
+                 {L"Description", WmiValue::String(L"Microsoft Virtual Machine")},
+                 {L"EnabledState", WmiValue::Int32(definition.enabledState)},
+                 {L"RequestedState", WmiValue::Int32(12)},
+                 {L"HealthState", WmiValue::Int32(5)},
+                 {L"EnhancedSessionModeState", WmiValue::Int32(3)},
+                 {L"OperationalStatus", WmiValue::Array(definition.operationalStatus)},
+                 {L"InstallDate", WmiValue::String(now)},
+                 {L"TimeOfLastStateChange", WmiValue::String(now)},
+                 {L"OnTimeInMilliseconds", WmiValue::UInt64(0)}});
+  v2.Associate(L"Msvm_SettingsDefineState", L"ManagedElement", machine, L"SettingData", settings);
+  return machine;
+}
+
+Repository::Id TakeSnapshot(HostCore& host, Repository::Id machine, std::uint16_t snapshotType,
+                            const std::wstring& name) {
+  Repository& v2 = host.Namespace(kVirtualizationNamespace);
+  const Repository::Id realized = *RealizedSettingsOf(v2, machine);
+  const std::wstring id = host.NewGuid();
+  const std::wstring instance = L"Microsoft:" + id;
+  const bool recovery = snapshotType == 32768;
+  const std::wstring now = host.Now();
+
+  PropertyList copy(v2.Get(realized).properties.begin(), v2.Get(realized).properties.end());
+  const std::wstring parentPath = v2.Property(realized, L"Parent").AsWideString();
+  const auto replace = [&copy](const wchar_t* property, WmiValue value) {
+    for (auto& entry : copy) {
+      if (EqualsNoCase(entry.first, property)) {
+        entry.second = std::move(value);
+        return;
+      }
+    }
+    copy.emplace_back(property, std::move(value));
+  };
+  replace(L"InstanceID", WmiValue::String(instance));
+  replace(L"ConfigurationID", WmiValue::String(id));
+  replace(L"VirtualSystemType", WmiValue::String(recovery ? kRecoverySnapshot : kRealizedSnapshot));
+  replace(L"ElementName",
+          WmiValue::String(
+              name.empty() ? SnapshotName(v2.Property(realized, L"ElementName").AsWideString(), now)
+                           : name));
+  replace(L"Description", WmiValue::String(L"Snapshot settings for the virtual machine"));
+  replace(L"CreationTime", WmiValue::String(now));
+  replace(L"Parent", parentPath.empty() ? WmiValue() : WmiValue::String(parentPath));
+  const auto snapshot = v2.Create(L"Msvm_VirtualSystemSettingData", copy);
+
+  const std::wstring realizedPrefix = v2.Property(realized, L"InstanceID").AsWideString();
+  for (const auto part : PartsOf(v2, realized)) {
+    const Instance& original = v2.Get(part);
+    PropertyList partCopy(original.properties.begin(), original.properties.end());
+    for (auto& entry : partCopy) {
+      if (EqualsNoCase(entry.first, L"InstanceID")) {
+        entry.second =
+            WmiValue::String(instance + entry.second.AsWideString().substr(realizedPrefix.size()));
+      }
+    }
+    AddPart(v2, snapshot, v2.Create(original.cls->name, partCopy));
+  }
+
+  v2.Associate(L"Msvm_SnapshotOfVirtualSystem", L"Antecedent", machine, L"Dependent", snapshot);
+  if (const auto parent = v2.Find(parentPath)) {
+    v2.Associate(L"Msvm_ParentChildSettingData", L"Antecedent", *parent, L"Dependent", snapshot);
+  }
+  // A recovery checkpoint stays outside the machine's checkpoint tree: the machine does not
+  // descend from it.
+  if (!recovery) {
+    for (const auto& link : v2.LinksOf(realized)) {
+      if (EqualsNoCase(v2.Get(link.association).cls->name, L"Msvm_ParentChildSettingData")) {
+        v2.Delete(link.association);
+      }
+    }
+    for (const auto& link : v2.LinksOf(machine)) {
+      if (EqualsNoCase(v2.Get(link.association).cls->name, L"Msvm_MostCurrentSnapshotInBranch")) {
+        v2.Delete(link.association);
+      }
+    }
+    v2.Set(realized, L"Parent", WmiValue::String(v2.FullPath(snapshot)));
+    v2.Associate(L"Msvm_ParentChildSettingData", L"Antecedent", snapshot, L"Dependent", realized);
+    v2.Associate(L"Msvm_MostCurrentSnapshotInBranch", L"Antecedent", machine, L"Dependent",
+                 snapshot);
+  }
+  return snapshot;
+}
+
+Repository::Id AddSwitch(HostCore& host, const std::wstring& name, std::wstring id) {
+  Repository& v2 = host.Namespace(kVirtualizationNamespace);
+  if (id.empty()) {
+    id = host.NewGuid();
+  }
+  const auto ethernetSwitch =
+      v2.Create(L"Msvm_VirtualEthernetSwitch",
+                {{L"CreationClassName", WmiValue::String(L"Msvm_VirtualEthernetSwitch")},
+                 {L"Name", WmiValue::String(id)},
+                 {L"ElementName", WmiValue::String(name)},
+                 {L"Caption", WmiValue::String(L"Virtual Switch")},
+                 {L"Description", WmiValue::String(L"Microsoft Virtual Switch")},
+                 {L"EnabledState", WmiValue::Int32(2)}});
+  const auto settings =
+      v2.Create(L"Msvm_VirtualEthernetSwitchSettingData",
+                {{L"InstanceID", WmiValue::String(L"Microsoft:" + id)},
+                 {L"VirtualSystemIdentifier", WmiValue::String(id)},
+                 {L"ElementName", WmiValue::String(name)},
+                 {L"Caption", WmiValue::String(L"Virtual Ethernet Switch Settings")}});
+  v2.Associate(L"Msvm_SettingsDefineState", L"ManagedElement", ethernetSwitch, L"SettingData",
+               settings);
+  return ethernetSwitch;
+}
+
+std::optional<Repository::Id> RealizedSettingsOf(const Repository& repository,
+                                                 Repository::Id machine) {
+  const auto settings = Linked(repository, machine, L"Msvm_SettingsDefineState", L"ManagedElement");
+  return settings.empty() ? std::nullopt : std::optional(settings.front());
+}
+
+std::optional<Repository::Id> MachineByName(const Repository& repository,
+                                            const std::wstring& name) {
+  return repository.Find(FormatRelativePath(
+      L"Msvm_ComputerSystem", {{L"CreationClassName", L"Msvm_ComputerSystem"}, {L"Name", name}}));
+}
+
+void DestroyMachine(Repository& repository, Repository::Id machine) {
+  std::vector<Repository::Id> settings =
+      Linked(repository, machine, L"Msvm_SnapshotOfVirtualSystem", L"Antecedent");
+  if (const auto realized = RealizedSettingsOf(repository, machine)) {
+    settings.push_back(*realized);
+  }
+  for (const auto each : settings) {
+    for (const auto part : PartsOf(repository, each)) {
+      repository.Delete(part);
+    }
+    repository.Delete(each);
+  }
+  repository.Delete(machine);
+}
+
+}  // namespace quorvane::sim

@@ -1,0 +1,81 @@
+// How the Hyper-V provider changes a machine's run state and deletes machines.
+#include <algorithm>
+#include "simhost/hyperv_model.h"
+#include "simhost/providers.h"
+
+namespace quorvane::sim {
+namespace {
+
+constexpr std::uint32_t kInvalidParameter = 32773;
+constexpr std::uint32_t kInvalidState = 32775;
+
+struct Transition {
+  std::uint16_t requested;
+  std::uint16_t jobType;
+  std::uint16_t resultingState;
+  std::vector<std::uint16_t> from;
+};
+
+// What Hyper-V accepts: a machine already in the requested state, or in a state from which
+// the request makes no sense (saving a machine that is off), is refused with 32775.
+const std::vector<Transition>& Transitions() {
+  static const std::vector<Transition> kTransitions = {
+      {kStateRunning, 12, kStateRunning, {kStateOff, kStateSaved, kStatePaused}},
+      {kStateOff, 13, kStateOff, {kStateRunning, kStateSaved, kStatePaused}},
+      {kStateSaved, 14, kStateSaved, {kStateRunning, kStatePaused}},
+      {kStatePaused, 26, kStatePaused, {kStateRunning}},
+      {10, 29, kStateRunning, {kStateRunning}},  // reboot
+      {11, 28, kStateRunning, {kStateRunning}},  // reset
+  };
+  return kTransitions;
+}
+
+std::uint32_t RequestStateChange(MethodCall& call) {
+  const auto requested = static_cast<std::uint16_t>(call.In(L"RequestedState").AsInteger());
+  const Repository::Id machine = *call.target;
+  const auto current =
+      static_cast<std::uint16_t>(call.repository.Property(machine, L"EnabledState").AsInteger());
+  for (const auto& transition : Transitions()) {
+    if (transition.requested != requested) {
+      continue;
+    }
+    if (std::find(transition.from.begin(), transition.from.end(), current) ==
+        transition.from.end()) {
+      return kInvalidState;
+    }
+    const std::uint16_t state = transition.resultingState;
+    return call.Complete(transition.jobType, [machine, state, requested](JobContext& job) {
+      job.repository.Set(machine, L"EnabledState", WmiValue::Int32(state));
+      job.repository.Set(machine, L"RequestedState", WmiValue::Int32(requested));
+      job.repository.Set(machine, L"TimeOfLastStateChange", WmiValue::String(job.host.Now()));
+      job.AddAffected(machine);
+    });
+  }
+  return kInvalidParameter;
+}
+
+std::uint32_t DestroySystem(MethodCall& call) {
+  const auto machine = call.repository.Find(call.In(L"AffectedSystem").AsWideString());
+  if (!machine) {
+    return kInvalidParameter;
+  }
+  const auto state = call.repository.Property(*machine, L"EnabledState").AsInteger();
+  if (state != kStateOff && state != kStateSaved) {
+    return kInvalidState;  // a machine must be off or saved to be deleted
+  }
+  const Repository::Id id = *machine;
+  return call.Complete(3, [id](JobContext& job) {
+    if (job.repository.Contains(id)) {
+      DestroyMachine(job.repository, id);
+    }
+  });
+}
+
+}  // namespace
+
+void InstallLifecycleBehaviours(HostCore& host) {
+  host.RegisterMethod(L"Msvm_ComputerSystem", L"RequestStateChange", RequestStateChange);
+  host.RegisterMethod(L"Msvm_VirtualSystemManagementService", L"DestroySystem", DestroySystem);
+}
+
+}  // namespace quorvane::sim
