@@ -56,7 +56,7 @@ enum class FaultKind {
 };
 
 // One operation the host received.
-struct Call {
+struct QUORVANE_API Call {
   // "Connect", "GetObject", "ExecQuery", "PutInstance", "SpawnInstance", "ExecMethod", "Wait".
   std::wstring operation;
   std::wstring nameSpace;
@@ -110,6 +110,10 @@ class QUORVANE_API SimulatedHost {
   // Sets one property of the object at `path` from its text ("3", "TRUE", "Text").
   void SetProperty(const std::wstring& path, const std::wstring& property,
                    const std::wstring& value);
+  // Stores `text` as a 64-bit number's value without checking it, the way such values travel
+  // (as text): for testing how a client copes with a number it cannot read.
+  void SetUncheckedNumberText(const std::wstring& path, const std::wstring& property,
+                              const std::wstring& text);
   // Removes the object at `path` and every association that refers to it.
   void RemoveObject(const std::wstring& path);
 

@@ -113,6 +113,14 @@ void Repository::Set(Id id, std::wstring_view name, const WmiValue& value) {
   }
 }
 
+void Repository::SetUnchecked(Id id, std::wstring_view name, WmiValue value) {
+  const auto found = instances_.find(id);
+  if (found == instances_.end()) {
+    ThrowIfWmiFailed(status::kWbemNotFound);
+  }
+  found->second.properties[std::wstring(name)] = std::move(value);
+}
+
 void Repository::Delete(Id id) {
   if (!Contains(id)) {
     return;

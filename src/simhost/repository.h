@@ -51,6 +51,9 @@ class Repository {
   Id Associate(std::wstring_view className, std::wstring_view role1, Id end1,
                std::wstring_view role2, Id end2, const PropertyList& extra = {});
   void Set(Id id, std::wstring_view name, const WmiValue& value);
+  // Stores a value of the right kind without converting or checking it (test hosts use this to
+  // hand out values a real host could only send by mistake). Not for keys or references.
+  void SetUnchecked(Id id, std::wstring_view name, WmiValue value);
   // Removes the instance and every association that refers to it.
   void Delete(Id id);
 

@@ -182,6 +182,20 @@ void SimulatedHost::SetProperty(const std::wstring& path, const std::wstring& pr
   repository.Set(*id, property, *converted);
 }
 
+void SimulatedHost::SetUncheckedNumberText(const std::wstring& path, const std::wstring& property,
+                                           const std::wstring& text) {
+  std::lock_guard lock(core_->Mutex());
+  Repository& repository = RepositoryOf(*core_, path);
+  const auto id = repository.Find(path);
+  const MemberDef* member =
+      id ? Schema::Instance().FindProperty(*repository.Get(*id).cls, property) : nullptr;
+  if (member == nullptr || (member->type != CimType::UInt64 && member->type != CimType::SInt64)) {
+    throw DefaultException(kLibraryErrorCode,
+                           (L"No 64-bit number " + property + L" at " + path).c_str());
+  }
+  repository.SetUnchecked(*id, member->name, WmiValue::String(text));
+}
+
 void SimulatedHost::RemoveObject(const std::wstring& path) {
   std::lock_guard lock(core_->Mutex());
   Repository& repository = RepositoryOf(*core_, path);

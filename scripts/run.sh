@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Sets up a fresh Debian machine, builds the library and runs the example programs on the
+# default simulated host.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+if [ "${QUORVANE_SKIP_DEPS:-0}" != 1 ]; then
+  scripts/install-deps.sh
+fi
+
+cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build build --parallel "$(nproc)" --target list_host
+build/examples/list_host

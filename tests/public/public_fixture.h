@@ -1,0 +1,71 @@
+#pragma once
+
+// Tests of the public surface: only the headers of include/quorvane/, linked against the
+// shared library as a host application is.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "quorvane/quorvane.h"
+#include "quorvane/simulated_host.h"
+
+namespace quorvane::testing {
+
+struct Releaser {
+  void operator()(IDestroy* object) const {
+    if (object != nullptr) {
+      object->Release();
+    }
+  }
+};
+
+template <typename T>
+using Owned = std::unique_ptr<T, Releaser>;
+
+template <typename T>
+Owned<T> Own(T* object) {
+  return Owned<T>(object);
+}
+
+// The library exception an action raised, copied out; fails the test when there was none.
+template <typename Expected = DefaultException>
+Expected Raised(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const Expected& e) {
+    return e;
+  }
+  ADD_FAILURE() << "nothing was raised";
+  return Expected(0, L"nothing was raised");
+}
+
+// The operations (with their methods) the host saw.
+inline std::vector<std::wstring> Operations(const sim::SimulatedHost& host) {
+  std::vector<std::wstring> out;
+  for (const auto& call : host.CallLog()) {
+    out.push_back(call.operation + (call.method.empty() ? L"" : L" " + call.method));
+  }
+  return out;
+}
+
+inline std::vector<sim::Call> CallsOf(const sim::SimulatedHost& host,
+                                      const std::wstring& operation) {
+  std::vector<sim::Call> out;
+  for (const auto& call : host.CallLog()) {
+    if (call.operation == operation) {
+      out.push_back(call);
+    }
+  }
+  return out;
+}
+
+inline sim::HostOptions Bare() {
+  sim::HostOptions options;
+  options.capabilities = false;
+  return options;
+}
+
+}  // namespace quorvane::testing
