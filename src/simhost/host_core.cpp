@@ -216,10 +216,8 @@ std::vector<ObjectCopy> HostCore::RunQuery(Repository& repository, const std::ws
     }
     return results;
   }
-  const std::wstring& objectPath = std::holds_alternative<AssociatorsQuery>(*query)
-                                       ? std::get<AssociatorsQuery>(*query).objectPath
-                                       : std::get<ReferencesQuery>(*query).objectPath;
-  const auto parsed = ParseObjectPath(objectPath);
+  const auto& relationship = std::get<RelationshipQuery>(*query);
+  const auto parsed = ParseObjectPath(relationship.objectPath);
   if (!parsed || parsed->IsClassPath()) {
     Fail(status::kWbemInvalidObjectPath);
   }
@@ -227,29 +225,26 @@ std::vector<ObjectCopy> HostCore::RunQuery(Repository& repository, const std::ws
   if (!source) {
     Fail(status::kWbemNotFound);
   }
-  const Schema& schema = Schema::Instance();
   const auto classMatches = [&](Repository::Id id, const std::wstring& wanted) {
-    return wanted.empty() || schema.IsA(*repository.Get(id).cls, wanted);
+    return wanted.empty() || Schema::Instance().IsA(*repository.Get(id).cls, wanted);
   };
   const auto roleMatches = [](const std::wstring& role, const std::wstring& wanted) {
     return wanted.empty() || EqualsNoCase(role, wanted);
   };
   std::vector<Repository::Id> seenAssociations;
   for (const auto& link : repository.LinksOf(*source)) {
-    if (const auto* associators = std::get_if<AssociatorsQuery>(&*query)) {
-      if (classMatches(link.association, associators->assocClass) &&
-          classMatches(link.endpoint, associators->resultClass) &&
-          roleMatches(link.role, associators->role) &&
-          roleMatches(link.resultRole, associators->resultRole)) {
-        results.push_back(CopyOf(repository, link.endpoint));
-      }
+    if (!roleMatches(link.role, relationship.role)) {
       continue;
     }
-    const auto& references = std::get<ReferencesQuery>(*query);
-    const bool seen = std::find(seenAssociations.begin(), seenAssociations.end(),
-                                link.association) != seenAssociations.end();
-    if (!seen && classMatches(link.association, references.resultClass) &&
-        roleMatches(link.role, references.role)) {
+    if (relationship.associators) {
+      if (classMatches(link.association, relationship.assocClass) &&
+          classMatches(link.endpoint, relationship.resultClass) &&
+          roleMatches(link.resultRole, relationship.resultRole)) {
+        results.push_back(CopyOf(repository, link.endpoint));
+      }
+    } else if (classMatches(link.association, relationship.resultClass) &&
+               std::find(seenAssociations.begin(), seenAssociations.end(), link.association) ==
+                   seenAssociations.end()) {
       seenAssociations.push_back(link.association);
       results.push_back(CopyOf(repository, link.association));
     }

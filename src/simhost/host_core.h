@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "quorvane/simulated_host.h"
 #include "simhost/faults.h"
 #include "simhost/repository.h"
 #include "wmi/wmi.h"
@@ -18,17 +19,8 @@ namespace quorvane::sim {
 inline constexpr wchar_t kVirtualizationNamespace[] = L"root\\virtualization\\v2";
 inline constexpr wchar_t kHgsNamespace[] = L"root\\microsoft\\windows\\hgs";
 
-struct HostSettings {
-  std::wstring name = L"HV-HOST01";
-  bool hostGuardian = true;
-  // How long a job runs on the simulated clock before it reaches its final state.
-  std::uint32_t jobDurationMs = 300;
-  // Credentials a remote connection must present; empty accepts any.
-  std::wstring user;
-  std::wstring password;
-  // Whether a new host gets its capability templates and configuration versions.
-  bool capabilities = true;
-};
+// The public options are the host's settings.
+using HostSettings = HostOptions;
 
 struct CallRecord {
   Operation operation;

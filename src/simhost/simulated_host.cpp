@@ -14,17 +14,6 @@
 namespace quorvane::sim {
 namespace {
 
-HostSettings SettingsFrom(const HostOptions& options) {
-  HostSettings settings;
-  settings.name = options.name;
-  settings.hostGuardian = options.hostGuardian;
-  settings.jobDurationMs = options.jobDurationMs;
-  settings.user = options.user;
-  settings.password = options.password;
-  settings.capabilities = options.capabilities;
-  return settings;
-}
-
 Operation OperationFromName(const std::wstring& name) {
   for (const auto operation :
        {Operation::Connect, Operation::GetObject, Operation::ExecQuery, Operation::PutInstance,
@@ -69,7 +58,7 @@ std::wstring Call::Input(const std::wstring& name) const {
 SimulatedHost::SimulatedHost(std::shared_ptr<HostCore> core) : core_(std::move(core)) {}
 
 SimulatedHost SimulatedHost::Create(const HostOptions& options) {
-  return SimulatedHost(BuildHost(SettingsFrom(options)));
+  return SimulatedHost(BuildHost(options));
 }
 
 SimulatedHost SimulatedHost::Default() {

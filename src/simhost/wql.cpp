@@ -143,11 +143,8 @@ class Parser {
     if (IsKeyword(L"SELECT")) {
       return Wrap(ParseSelect());
     }
-    if (IsKeyword(L"ASSOCIATORS")) {
-      return Wrap(ParseAssociators());
-    }
-    if (IsKeyword(L"REFERENCES")) {
-      return Wrap(ParseReferences());
+    if (IsKeyword(L"ASSOCIATORS") || IsKeyword(L"REFERENCES")) {
+      return Wrap(ParseRelationship(IsKeyword(L"ASSOCIATORS")));
     }
     return std::nullopt;
   }
@@ -184,53 +181,35 @@ class Parser {
     return AtEnd() ? std::optional(std::move(query)) : std::nullopt;
   }
 
-  std::optional<AssociatorsQuery> ParseAssociators() {
+  // "OF {path} [WHERE keyword ...]": keywords separated by blanks only, each at most once, at
+  // least one after WHERE, and ClassDefsOnly never together with ResultClass.
+  std::optional<RelationshipQuery> ParseRelationship(bool associators) {
     Next();
-    AssociatorsQuery query;
+    RelationshipQuery query;
+    query.associators = associators;
     if (!ParseObjectOf(query.objectPath)) {
       return std::nullopt;
     }
     if (AcceptKeyword(L"WHERE")) {
-      bool any = false;
-      std::wstring qualifier;
-      while (!AtEnd()) {
-        any = true;
-        if (!(ParseSetting(L"ResultClass", query.resultClass) ||
-              ParseSetting(L"AssocClass", query.assocClass) ||
-              ParseSetting(L"ResultRole", query.resultRole) || ParseSetting(L"Role", query.role) ||
-              ParseSetting(L"RequiredQualifier", qualifier) ||
-              ParseSetting(L"RequiredAssocQualifier", qualifier) ||
-              ParseFlag(L"ClassDefsOnly", query.classDefsOnly) ||
-              ParseFlag(L"KeysOnly", query.keysOnly))) {
-          return std::nullopt;
-        }
-      }
-      if (!any || (query.classDefsOnly && !query.resultClass.empty())) {
+      if (AtEnd()) {
         return std::nullopt;
       }
-    }
-    return AtEnd() ? std::optional(std::move(query)) : std::nullopt;
-  }
-
-  std::optional<ReferencesQuery> ParseReferences() {
-    Next();
-    ReferencesQuery query;
-    if (!ParseObjectOf(query.objectPath)) {
-      return std::nullopt;
-    }
-    if (AcceptKeyword(L"WHERE")) {
-      bool any = false;
       std::wstring qualifier;
+      std::wstring assocQualifier;
       while (!AtEnd()) {
-        any = true;
-        if (!(ParseSetting(L"ResultClass", query.resultClass) ||
-              ParseSetting(L"Role", query.role) || ParseSetting(L"RequiredQualifier", qualifier) ||
-              ParseFlag(L"ClassDefsOnly", query.classDefsOnly) ||
-              ParseFlag(L"KeysOnly", query.keysOnly))) {
+        const bool known =
+            ParseSetting(L"ResultClass", query.resultClass) || ParseSetting(L"Role", query.role) ||
+            ParseSetting(L"RequiredQualifier", qualifier) ||
+            ParseFlag(L"ClassDefsOnly", query.classDefsOnly) ||
+            ParseFlag(L"KeysOnly", query.keysOnly) ||
+            (associators && (ParseSetting(L"AssocClass", query.assocClass) ||
+                             ParseSetting(L"ResultRole", query.resultRole) ||
+                             ParseSetting(L"RequiredAssocQualifier", assocQualifier)));
+        if (!known) {
           return std::nullopt;
         }
       }
-      if (!any || (query.classDefsOnly && !query.resultClass.empty())) {
+      if (query.classDefsOnly && !query.resultClass.empty()) {
         return std::nullopt;
       }
     }

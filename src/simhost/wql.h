@@ -49,25 +49,19 @@ struct SelectQuery {
   std::unique_ptr<WqlExpression> where;
 };
 
-struct AssociatorsQuery {
+// ASSOCIATORS OF or REFERENCES OF an object, with the filters given after WHERE.
+struct RelationshipQuery {
+  bool associators = true;  // false for REFERENCES OF
   std::wstring objectPath;
   std::wstring resultClass;
-  std::wstring assocClass;
+  std::wstring assocClass;  // ASSOCIATORS OF only
   std::wstring role;
-  std::wstring resultRole;
+  std::wstring resultRole;  // ASSOCIATORS OF only
   bool classDefsOnly = false;
   bool keysOnly = false;
 };
 
-struct ReferencesQuery {
-  std::wstring objectPath;
-  std::wstring resultClass;
-  std::wstring role;
-  bool classDefsOnly = false;
-  bool keysOnly = false;
-};
-
-using WqlQuery = std::variant<SelectQuery, AssociatorsQuery, ReferencesQuery>;
+using WqlQuery = std::variant<SelectQuery, RelationshipQuery>;
 
 // Parses the WQL subset real clients send to Hyper-V. Nothing for text that is not a valid
 // query (WMI answers that with 0x80041017).
