@@ -30,6 +30,13 @@ struct HostOptions {
   std::wstring password;
   // Whether the host publishes its processor and memory templates and configuration versions.
   bool capabilities = true;
+  // How long a machine reports "merging disks" (operational status 32772) after a checkpoint
+  // is removed.
+  std::uint32_t mergeDurationMs = 15000;
+  // Change tracking reports whole blocks of this size.
+  std::uint32_t changeTrackingBlockSize = 4096;
+  // "GetVirtualDiskChanges" stops a pass after this many ranges.
+  std::uint32_t changeRangesPerPass = 16384;
 };
 
 // A machine to put on the host.
@@ -107,6 +114,18 @@ class QUORVANE_API SimulatedHost {
   std::wstring AddSnapshot(const std::wstring& machineId, const std::wstring& name = L"",
                            bool recovery = false);
   std::wstring AddSwitch(const std::wstring& name);
+  // A virtual hard disk file (a differencing disk when `parentPath` is given); returns its
+  // "VirtualDiskId".
+  std::wstring AddDiskFile(const std::wstring& path, std::uint64_t sizeBytes,
+                           const std::wstring& parentPath = L"");
+  // Attaches a disk file, or an ISO image as a DVD, to the machine at the next free place
+  // (IDE for generation 1 while there is room, else SCSI).
+  void AttachDisk(const std::wstring& machineId, const std::wstring& path);
+  void AttachDvd(const std::wstring& machineId, const std::wstring& isoPath);
+  // A guest write: the bytes count as changed for change tracking.
+  void WriteToDisk(const std::wstring& path, std::uint64_t offset, std::uint64_t length);
+  // Makes every change tracking identifier of the disk's chain issued so far unknown.
+  void ExpireChangeTracking(const std::wstring& path);
   // Sets one property of the object at `path` from its text ("3", "TRUE", "Text").
   void SetProperty(const std::wstring& path, const std::wstring& property,
                    const std::wstring& value);
@@ -135,6 +154,7 @@ class QUORVANE_API SimulatedHost {
 
  private:
   explicit SimulatedHost(std::shared_ptr<HostCore> core);
+  void Attach(const std::wstring& machineId, const std::wstring& path, bool dvd);
 
   std::shared_ptr<HostCore> core_;
 };

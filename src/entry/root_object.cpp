@@ -6,6 +6,7 @@
 #include "inventory/machine_info.h"
 #include "inventory/switch_enumerator.h"
 #include "lifecycle/machine_management.h"
+#include "snapshots/snapshot_management.h"
 #include "util/creation.h"
 #include "util/text.h"
 #include "wmi/wmi_read.h"
@@ -107,8 +108,8 @@ IMachineEnumerator* Quorvane::CreateMachineEnumerator() {
   return MachineEnumerator::Create(Virtualization(), L"");
 }
 
-ISnapshotManagement* Quorvane::CreateSnapshotManagement(const wchar_t*) {
-  ThrowNotAvailable(L"CreateSnapshotManagement");
+ISnapshotManagement* Quorvane::CreateSnapshotManagement(const wchar_t* machineId) {
+  return SnapshotManagement::Create(Virtualization(), RequireText(machineId, L"Machine id"));
 }
 
 }  // namespace quorvane

@@ -1,11 +1,109 @@
 #include "inventory/disk_enumerator.h"
 
-#include "entry/not_available.h"
+#include "inventory/machine_lookup.h"
+#include "snapshots/disk_changes.h"
+#include "util/creation.h"
+#include "util/number_text.h"
+#include "wmi/embedded_instance_reader.h"
+#include "wmi/wmi_read.h"
 
 namespace quorvane {
+namespace {
 
-IDiskEnumerator* DiskEnumerator::Create(WmiServicePtr, std::wstring, bool) {
-  ThrowNotAvailable(L"CreateDiskEnumerator");
+constexpr wchar_t kHardDisk[] = L"Microsoft:Hyper-V:Virtual Hard Disk";
+constexpr wchar_t kDvdDisk[] = L"Microsoft:Hyper-V:Virtual CD/DVD Disk";
+constexpr wchar_t kScsiController[] = L"Microsoft:Hyper-V:Synthetic SCSI Controller";
+constexpr wchar_t kIdeController[] = L"Microsoft:Hyper-V:Emulated IDE Controller";
+constexpr std::int64_t kIdeType = 5;
+constexpr std::int64_t kScsiType = 6;
+
+std::uint32_t FormatCode(std::int32_t format) {
+  switch (format) {
+    case 3:
+      return 1;  // VHDX
+    case 4:
+      return 2;  // VHD set
+    default:
+      return 0;
+  }
+}
+
+// Identity, size and format of the disk file, and the root of its differencing chain.
+void ReadDiskFile(IWmiObject& imageService, DiskDescription& disk) {
+  auto reader = CreateEmbeddedInstanceReader();
+  reader->Load(GetVirtualHardDiskSettingData(imageService, disk.path));
+  disk.diskId = reader->GetString(L"VirtualDiskId");
+  disk.maxInternalSize = reader->GetInt64(L"MaxInternalSize");
+  disk.format = FormatCode(reader->GetInt(L"Format"));
+  disk.baseDiskId = disk.diskId;
+  disk.basePath = disk.path;
+  for (std::wstring parent = reader->GetString(L"ParentPath"); !parent.empty();) {
+    reader->Load(GetVirtualHardDiskSettingData(imageService, parent));
+    disk.baseDiskId = reader->GetString(L"VirtualDiskId");
+    disk.basePath = parent;
+    parent = reader->GetString(L"ParentPath");
+  }
+}
+
+void ReadPlacement(IWmiService& service, IWmiObject& allocation, DiskDescription& disk) {
+  const auto drive = service.GetObject(ReadText(allocation, L"Parent"));
+  disk.controllerPath = ReadText(*drive, L"Parent");
+  const auto controller = service.GetObject(disk.controllerPath);
+  disk.location = static_cast<std::uint32_t>(Stoi(ReadText(*drive, L"AddressOnParent")));
+  const std::int64_t type = controller->GetProperty(L"ResourceType").AsInteger();
+  const std::wstring subType = ReadText(*controller, L"ResourceSubType");
+  if (type == kScsiType && subType == kScsiController) {
+    disk.onScsi = true;
+  } else if (type == kIdeType && subType == kIdeController) {
+    disk.controllerAddress = static_cast<std::uint32_t>(Stoul(ReadText(*controller, L"Address")));
+  }
+}
+
+}  // namespace
+
+std::vector<DiskDescription> ListMachineDisks(IWmiService& service, IWmiObject& settings,
+                                              bool includeDvd) {
+  const auto imageService = service.QueryFirst(L"Msvm_ImageManagementService");
+  std::vector<DiskDescription> disks;
+  for (const auto& allocation :
+       settings.GetAssociatorsOfClass(L"Msvm_StorageAllocationSettingData")) {
+    const std::wstring subType = ReadText(*allocation, L"ResourceSubType");
+    const bool dvd = subType == kDvdDisk;
+    if (subType != kHardDisk && !(dvd && includeDvd)) {
+      continue;
+    }
+    DiskDescription disk;
+    const auto files = allocation->GetProperty(L"HostResource").AsWideStringArray();
+    if (!files.empty()) {
+      disk.path = files.front();
+    }
+    disk.instanceId = ReadText(*allocation, L"InstanceId");
+    disk.isDvd = dvd ? 1 : 0;
+    if (!dvd) {
+      ReadDiskFile(*imageService, disk);
+    }
+    ReadPlacement(service, *allocation, disk);
+    disks.push_back(std::move(disk));
+  }
+  return disks;
+}
+
+DiskEnumerator* DiskEnumerator::Create(WmiServicePtr service, std::wstring configurationId,
+                                       bool includeDvd) {
+  return CreateLoaded<DiskEnumerator>([](DiskEnumerator& e) { e.Reset(); }, std::move(service),
+                                      std::move(configurationId), includeDvd);
+}
+
+void DiskEnumerator::Reset() {
+  const auto settings = FindSettingsByConfigurationId(*service_, id_);
+  entries_ = ListMachineDisks(*service_, *settings, includeDvd_);
+  Rewind();
+}
+
+IDiskChangeEnumerator* DiskEnumerator::GetDiskChangeEnumerator(const wchar_t* changeTrackingId) {
+  const wchar_t* path = GetPath();
+  return DiskChangeEnumerator::Create(service_, path ? path : L"",
+                                      RequireText(changeTrackingId, L"Change tracking id"));
 }
 
 }  // namespace quorvane

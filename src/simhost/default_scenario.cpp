@@ -10,6 +10,9 @@ void InstallProviderBehaviours(HostCore& host) {
 
 std::shared_ptr<HostCore> BuildHost(const HostSettings& settings) {
   auto host = std::make_shared<HostCore>(settings);
+  // These two answer at once on real hosts.
+  host->SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualHardDiskSettingData", true);
+  host->SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", true);
   AddHostSystem(*host);
   if (settings.capabilities) {
     AddCapabilities(*host);

@@ -126,12 +126,20 @@ WmiValue MethodCall::In(std::wstring_view name) const {
 std::uint32_t MethodCall::Complete(std::uint16_t jobType, JobEffect effect) {
   auto failure = host.Faults().TakeJobFault(cls, method);
   if (!failure && host.IsSynchronous(cls, method)) {
-    JobContext context{host, repository, std::nullopt};
+    JobContext context{host, repository, std::nullopt, &out};
     effect(context);
     return 0;
   }
   const Repository::Id job =
       host.StartJob(repository, jobType, std::move(failure), std::move(effect));
+  out[L"Job"] = WmiValue::String(repository.FullPath(job));
+  return 4096;
+}
+
+std::uint32_t MethodCall::FailThroughJob(std::uint16_t jobType, std::uint16_t errorCode,
+                                         std::wstring description) {
+  const Repository::Id job = host.StartJob(
+      repository, jobType, FaultPlan::JobError{errorCode, std::move(description)}, nullptr);
   out[L"Job"] = WmiValue::String(repository.FullPath(job));
   return 4096;
 }
@@ -392,6 +400,10 @@ void HostCore::AdvanceClock(std::uint64_t milliseconds) {
   FinishDueJobs();
 }
 
+void HostCore::Schedule(std::uint64_t delayMs, std::function<void(HostCore&)> action) {
+  timers_.emplace(clockMs_ + delayMs, std::move(action));
+}
+
 std::wstring HostCore::Now() const {
   return CimDatetimeFromClock(clockMs_);
 }
@@ -461,6 +473,11 @@ ObjectCopy HostCore::CopyOf(const Repository& repository, Repository::Id id) con
 }
 
 void HostCore::FinishDueJobs() {
+  while (!timers_.empty() && timers_.begin()->first <= clockMs_) {
+    auto action = std::move(timers_.begin()->second);
+    timers_.erase(timers_.begin());
+    action(*this);
+  }
   while (true) {
     const auto due = std::min_element(
         pendingJobs_.begin(), pendingJobs_.end(),

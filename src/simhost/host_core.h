@@ -12,6 +12,7 @@
 #include "quorvane/simulated_host.h"
 #include "simhost/faults.h"
 #include "simhost/repository.h"
+#include "simhost/virtual_disks.h"
 #include "wmi/wmi.h"
 
 namespace quorvane::sim {
@@ -45,6 +46,8 @@ struct JobContext {
   HostCore& host;
   Repository& repository;
   std::optional<Repository::Id> job;  // empty when the method answered synchronously
+  // The method's output parameters when it answers synchronously; null for a job.
+  PropertyMap* out = nullptr;
   // Links the job to an element it made or touched (Msvm_AffectedJobElement).
   void AddAffected(Repository::Id element);
 };
@@ -66,6 +69,9 @@ struct MethodCall {
   // or at once (0) when the method is set to answer synchronously. The effect runs when the
   // job ends well; a failed job leaves everything as it was.
   std::uint32_t Complete(std::uint16_t jobType, JobEffect effect);
+  // Answers through a job that ends in state 10 with this error, whatever the method's mode.
+  std::uint32_t FailThroughJob(std::uint16_t jobType, std::uint16_t errorCode,
+                               std::wstring description);
 };
 
 using MethodHandler = std::function<std::uint32_t(MethodCall&)>;
@@ -117,6 +123,11 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   Repository::Id StartJob(Repository& repository, std::uint16_t jobType,
                           std::optional<FaultPlan::JobError> failure, JobEffect effect);
 
+  // The host's disk files.
+  VirtualDisks& Disks() { return disks_; }
+  // Runs `action` once the simulated clock has advanced by `delayMs`.
+  void Schedule(std::uint64_t delayMs, std::function<void(HostCore&)> action);
+
   std::mutex& Mutex() { return mutex_; }
 
  private:
@@ -142,6 +153,8 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   std::map<std::pair<std::wstring, std::wstring>, MethodHandler> handlers_;
   std::vector<std::pair<std::wstring, std::wstring>> synchronous_;
   std::map<Repository::Id, PendingJob> pendingJobs_;
+  std::multimap<std::uint64_t, std::function<void(HostCore&)>> timers_;
+  VirtualDisks disks_;
   FaultPlan faults_;
   std::vector<CallRecord> log_;
   std::uint64_t clockMs_ = 0;

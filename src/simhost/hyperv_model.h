@@ -61,4 +61,29 @@ std::optional<Repository::Id> MachineByName(const Repository& repository, const 
 // Removes the machine, every settings object of it (checkpoints included) and their parts.
 void DestroyMachine(Repository& repository, Repository::Id machine);
 
+// Storage. Controllers of a settings object, in creation order.
+std::vector<Repository::Id> ControllersOf(const Repository& repository, Repository::Id settings);
+// Parts of a settings object (devices, memory, processor), in creation order.
+std::vector<Repository::Id> PartsOf(const Repository& repository, Repository::Id settings);
+// The first free place for a disk: IDE while generation 1 has room, else the first SCSI
+// controller (made when there is none). Returns the controller and the slot.
+std::pair<Repository::Id, std::uint32_t> FreePlace(HostCore& host, Repository::Id settings);
+Repository::Id AddScsiController(HostCore& host, Repository::Id settings);
+// The controllers a new machine has: two IDE controllers for generation 1, one SCSI for 2.
+void AddDefaultControllers(HostCore& host, Repository::Id settings, bool generation2);
+// A drive on the controller's slot with the disk or image in it; returns the storage allocation.
+Repository::Id AttachDrive(HostCore& host, Repository::Id settings, Repository::Id controller,
+                           std::uint32_t slot, const std::wstring& path, bool dvd);
+// A disk file; differencing when `parentPath` is given.
+VirtualDisk& CreateDiskFile(HostCore& host, const std::wstring& path, std::uint64_t size,
+                            const std::wstring& parentPath);
+
+// Checkpoint removal: the checkpoint's settings and parts go, its children and the machine take
+// its parent, and the files it owned merge into their parents while the machine reports merging.
+void RemoveSnapshot(HostCore& host, Repository::Id machine, Repository::Id snapshot);
+// The machine's checkpoints (settings objects), in creation order.
+std::vector<Repository::Id> SnapshotsOf(const Repository& repository, Repository::Id machine);
+// The machine a settings object (realized or checkpoint) belongs to.
+std::optional<Repository::Id> MachineOf(const Repository& repository, Repository::Id settings);
+
 }  // namespace quorvane::sim

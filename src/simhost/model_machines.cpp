@@ -9,19 +9,6 @@ namespace {
 constexpr wchar_t kMemorySuffix[] = L"\\4764334d-e001-4176-82ee-5594ec9b530e";
 constexpr wchar_t kProcessorSuffix[] = L"\\b637f346-6a0e-4dec-af52-bd70cb80a21d\\0";
 
-// Settings parts (memory, processor, devices) of a settings object.
-std::vector<Repository::Id> PartsOf(const Repository& repository, Repository::Id settings) {
-  std::vector<Repository::Id> parts;
-  for (const auto& link : repository.LinksOf(settings)) {
-    if (EqualsNoCase(repository.Get(link.association).cls->name,
-                     L"Msvm_VirtualSystemSettingDataComponent") &&
-        EqualsNoCase(link.role, L"GroupComponent")) {
-      parts.push_back(link.endpoint);
-    }
-  }
-  return parts;
-}
-
 std::vector<Repository::Id> Linked(const Repository& repository, Repository::Id from,
                                    std::wstring_view association, std::wstring_view role) {
   std::vector<Repository::Id> ends;
@@ -49,7 +36,57 @@ std::wstring SnapshotName(const std::wstring& machineName, const std::wstring& n
          now.substr(0, 4) + L" - " + time + L")";
 }
 
+// A path to a part of one settings object, moved to the same part of another.
+std::wstring Rebase(const Repository& repository, const std::wstring& path,
+                    const std::wstring& from, const std::wstring& to) {
+  auto parsed = ParseObjectPath(path);
+  if (!parsed) {
+    return path;
+  }
+  for (auto& [key, value] : parsed->keys) {
+    if (value.rfind(from, 0) == 0) {
+      value = to + value.substr(from.size());
+    }
+  }
+  return FormatFullPath(repository.Server(), repository.NameSpace(),
+                        FormatRelativePath(parsed->className, parsed->keys));
+}
+
+bool IsHardDisk(const Instance& part) {
+  return part.Get(L"ResourceSubType") == WmiValue::String(L"Microsoft:Hyper-V:Virtual Hard Disk");
+}
+
+// A checkpoint freezes the machine's disks: the machine goes on in new differencing files whose
+// parents are the files the checkpoint keeps.
+void StartDifferencingDisks(HostCore& host, Repository::Id realized, const std::wstring& snapshotId,
+                            const std::wstring& snapshotInstance) {
+  Repository& v2 = host.Namespace(kVirtualizationNamespace);
+  for (const auto part : PartsOf(v2, realized)) {
+    if (!IsHardDisk(v2.Get(part))) {
+      continue;
+    }
+    const auto files = v2.Property(part, L"HostResource").AsWideStringArray();
+    if (files.empty() || host.Disks().Find(files.front()) == nullptr) {
+      continue;
+    }
+    const std::wstring& parent = files.front();
+    const std::size_t dot = parent.find_last_of(L'.');
+    const std::wstring child = (dot == std::wstring::npos ? parent : parent.substr(0, dot)) + L"_" +
+                               snapshotId + L".avhdx";
+    VirtualDisk& file =
+        CreateDiskFile(host, child, host.Disks().Find(parent)->maxInternalSize, parent);
+    file.mergedWith = snapshotInstance;
+    const ChangeLog* log = host.Disks().LogOf(parent);
+    file.createdAtSequence = log ? log->sequence : 0;
+    v2.Set(part, L"HostResource", WmiValue::Array(std::vector<std::wstring>{child}));
+  }
+}
+
 }  // namespace
+
+std::vector<Repository::Id> PartsOf(const Repository& repository, Repository::Id settings) {
+  return Linked(repository, settings, L"Msvm_VirtualSystemSettingDataComponent", L"GroupComponent");
+}
 
 Repository::Id DefineMachine(HostCore& host, const MachineDefinition& definition) {
   Repository& v2 = host.Namespace(kVirtualizationNamespace);
@@ -108,6 +145,7 @@ Repository::Id DefineMachine(HostCore& host, const MachineDefinition& definition
                  {L"Weight", WmiValue::Int32(100)}});
   AddPart(v2, settings, memory);
   AddPart(v2, settings, processor);
+  AddDefaultControllers(host, settings, definition.generation2);
   if (definition.planned) {
     return settings;
   }
@@ -127,6 +165,12 @@ Repository::Id DefineMachine(HostCore& host, const MachineDefinition& definition
                  {L"TimeOfLastStateChange", WmiValue::String(now)},
                  {L"OnTimeInMilliseconds", WmiValue::UInt64(0)}});
   v2.Associate(L"Msvm_SettingsDefineState", L"ManagedElement", machine, L"SettingData", settings);
+  const auto merge =
+      v2.Create(L"Msvm_DiskMergeSettingData",
+                {{L"InstanceID", WmiValue::String(instance + L"\\DiskMergeSettingData")},
+                 {L"Caption", WmiValue::String(L"Disk Merge Setting Data")},
+                 {L"EnabledState", WmiValue::Int32(1)}});
+  v2.Associate(L"Msvm_ElementSettingData", L"ManagedElement", machine, L"SettingData", merge);
   return machine;
 }
 
@@ -166,14 +210,16 @@ Repository::Id TakeSnapshot(HostCore& host, Repository::Id machine, std::uint16_
   for (const auto part : PartsOf(v2, realized)) {
     const Instance& original = v2.Get(part);
     PropertyList partCopy(original.properties.begin(), original.properties.end());
-    for (auto& entry : partCopy) {
-      if (EqualsNoCase(entry.first, L"InstanceID")) {
-        entry.second =
-            WmiValue::String(instance + entry.second.AsWideString().substr(realizedPrefix.size()));
+    for (auto& [property, value] : partCopy) {
+      if (EqualsNoCase(property, L"InstanceID")) {
+        value = WmiValue::String(instance + value.AsWideString().substr(realizedPrefix.size()));
+      } else if (EqualsNoCase(property, L"Parent")) {
+        value = WmiValue::String(Rebase(v2, value.AsWideString(), realizedPrefix, instance));
       }
     }
     AddPart(v2, snapshot, v2.Create(original.cls->name, partCopy));
   }
+  StartDifferencingDisks(host, realized, id, instance);
 
   v2.Associate(L"Msvm_SnapshotOfVirtualSystem", L"Antecedent", machine, L"Dependent", snapshot);
   if (const auto parent = v2.Find(parentPath)) {
@@ -234,21 +280,6 @@ std::optional<Repository::Id> MachineByName(const Repository& repository,
                                             const std::wstring& name) {
   return repository.Find(FormatRelativePath(
       L"Msvm_ComputerSystem", {{L"CreationClassName", L"Msvm_ComputerSystem"}, {L"Name", name}}));
-}
-
-void DestroyMachine(Repository& repository, Repository::Id machine) {
-  std::vector<Repository::Id> settings =
-      Linked(repository, machine, L"Msvm_SnapshotOfVirtualSystem", L"Antecedent");
-  if (const auto realized = RealizedSettingsOf(repository, machine)) {
-    settings.push_back(*realized);
-  }
-  for (const auto each : settings) {
-    for (const auto part : PartsOf(repository, each)) {
-      repository.Delete(part);
-    }
-    repository.Delete(each);
-  }
-  repository.Delete(machine);
 }
 
 }  // namespace quorvane::sim

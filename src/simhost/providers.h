@@ -6,5 +6,7 @@
 namespace quorvane::sim {
 
 void InstallLifecycleBehaviours(HostCore& host);
+void InstallSnapshotBehaviours(HostCore& host);
+void InstallStorageBehaviours(HostCore& host);
 
 }  // namespace quorvane::sim

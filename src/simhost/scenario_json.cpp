@@ -196,6 +196,66 @@ T Setting(const json& host, const char* name, T fallback, const std::string& pla
   }
 }
 
+json DisksToJson(const VirtualDisks& disks) {
+  json files = json::array();
+  for (const auto& disk : disks.All()) {
+    files.push_back({{"path", ToUtf8(disk.path)},
+                     {"diskId", ToUtf8(disk.diskId)},
+                     {"format", disk.format},
+                     {"type", disk.type},
+                     {"maxInternalSize", disk.maxInternalSize},
+                     {"parentPath", ToUtf8(disk.parentPath)},
+                     {"mergedWith", ToUtf8(disk.mergedWith)},
+                     {"createdAtSequence", disk.createdAtSequence}});
+  }
+  json logs = json::array();
+  for (const auto& [root, log] : disks.Logs()) {
+    json writes = json::array();
+    for (const auto& write : log.writes) {
+      writes.push_back({write.offset, write.length, write.sequence});
+    }
+    logs.push_back({{"root", ToUtf8(root)},
+                    {"trackingGuid", ToUtf8(log.trackingGuid)},
+                    {"sequence", log.sequence},
+                    {"validFrom", log.validFrom},
+                    {"writes", std::move(writes)}});
+  }
+  return {{"files", std::move(files)}, {"changeTracking", std::move(logs)}};
+}
+
+void DisksFromJson(const json& storage, VirtualDisks& disks) {
+  std::vector<VirtualDisk> files;
+  std::map<std::wstring, ChangeLog, LessNoCase> logs;
+  try {
+    for (const auto& file : storage.value("files", json::array())) {
+      VirtualDisk disk;
+      disk.path = FromUtf8(file.at("path").get<std::string>());
+      disk.diskId = FromUtf8(file.at("diskId").get<std::string>());
+      disk.format = file.value("format", std::uint16_t{3});
+      disk.type = file.value("type", std::uint16_t{3});
+      disk.maxInternalSize = file.at("maxInternalSize").get<std::uint64_t>();
+      disk.parentPath = FromUtf8(file.value("parentPath", std::string()));
+      disk.mergedWith = FromUtf8(file.value("mergedWith", std::string()));
+      disk.createdAtSequence = file.value("createdAtSequence", std::uint64_t{0});
+      files.push_back(std::move(disk));
+    }
+    for (const auto& entry : storage.value("changeTracking", json::array())) {
+      ChangeLog log;
+      log.trackingGuid = FromUtf8(entry.at("trackingGuid").get<std::string>());
+      log.sequence = entry.value("sequence", std::uint64_t{0});
+      log.validFrom = entry.value("validFrom", std::uint64_t{0});
+      for (const auto& write : entry.value("writes", json::array())) {
+        log.writes.push_back({write.at(0).get<std::uint64_t>(), write.at(1).get<std::uint64_t>(),
+                              write.at(2).get<std::uint64_t>()});
+      }
+      logs[FromUtf8(entry.at("root").get<std::string>())] = std::move(log);
+    }
+  } catch (const json::exception& e) {
+    Reject("/storage", std::string("is not a valid list of disk files: ") + e.what());
+  }
+  disks.Restore(std::move(files), std::move(logs));
+}
+
 std::shared_ptr<HostCore> Build(const json& document) {
   if (!document.is_object()) {
     Reject("", "expected a JSON object");
@@ -213,6 +273,11 @@ std::shared_ptr<HostCore> Build(const json& document) {
   settings.jobDurationMs = Setting<std::uint32_t>(host, "jobDurationMs", 300, "/host");
   settings.user = FromUtf8(Setting<std::string>(host, "user", "", "/host"));
   settings.password = FromUtf8(Setting<std::string>(host, "password", "", "/host"));
+  settings.mergeDurationMs = Setting<std::uint32_t>(host, "mergeDurationMs", 15000, "/host");
+  settings.changeTrackingBlockSize =
+      Setting<std::uint32_t>(host, "changeTrackingBlockSize", 4096, "/host");
+  settings.changeRangesPerPass =
+      Setting<std::uint32_t>(host, "changeRangesPerPass", 16384, "/host");
   if (settings.name.empty()) {
     Reject("/host/name", "must not be empty");
   }
@@ -254,6 +319,7 @@ std::shared_ptr<HostCore> Build(const json& document) {
       }
     }
   }
+  DisksFromJson(document.value("storage", json::object()), core->Disks());
   InstallProviderBehaviours(*core);
   return core;
 }
@@ -303,10 +369,14 @@ std::string HostToJson(HostCore& host) {
         {"jobDurationMs", settings.jobDurationMs},
         {"user", ToUtf8(settings.user)},
         {"password", ToUtf8(settings.password)},
+        {"mergeDurationMs", settings.mergeDurationMs},
+        {"changeTrackingBlockSize", settings.changeTrackingBlockSize},
+        {"changeRangesPerPass", settings.changeRangesPerPass},
         {"clockMs", host.ClockMs()},
         {"guidSeed", host.GuidSeed()},
         {"synchronousMethods", std::move(synchronous)}}},
       {"namespaces", std::move(namespaces)},
+      {"storage", DisksToJson(host.Disks())},
   };
   return document.dump(2);
 }

@@ -154,6 +154,54 @@ std::wstring SimulatedHost::AddSwitch(const std::wstring& name) {
   return core_->Namespace(kVirtualizationNamespace).Property(id, L"Name").AsWideString();
 }
 
+std::wstring SimulatedHost::AddDiskFile(const std::wstring& path, std::uint64_t sizeBytes,
+                                        const std::wstring& parentPath) {
+  std::lock_guard lock(core_->Mutex());
+  if (core_->Disks().Find(path) != nullptr ||
+      (!parentPath.empty() && core_->Disks().Find(parentPath) == nullptr)) {
+    throw DefaultException(kLibraryErrorCode, (L"Cannot make disk file " + path).c_str());
+  }
+  return CreateDiskFile(*core_, path, sizeBytes, parentPath).diskId;
+}
+
+void SimulatedHost::AttachDisk(const std::wstring& machineId, const std::wstring& path) {
+  Attach(machineId, path, false);
+}
+
+void SimulatedHost::AttachDvd(const std::wstring& machineId, const std::wstring& isoPath) {
+  Attach(machineId, isoPath, true);
+}
+
+void SimulatedHost::Attach(const std::wstring& machineId, const std::wstring& path, bool dvd) {
+  std::lock_guard lock(core_->Mutex());
+  Repository& v2 = core_->Namespace(kVirtualizationNamespace);
+  const auto machine = MachineByName(v2, machineId);
+  const auto settings = machine ? RealizedSettingsOf(v2, *machine) : std::nullopt;
+  if (!settings || (!dvd && core_->Disks().Find(path) == nullptr)) {
+    throw DefaultException(kLibraryErrorCode, (L"Cannot attach " + path).c_str());
+  }
+  const auto [controller, slot] = FreePlace(*core_, *settings);
+  AttachDrive(*core_, *settings, controller, slot, path, dvd);
+}
+
+void SimulatedHost::WriteToDisk(const std::wstring& path, std::uint64_t offset,
+                                std::uint64_t length) {
+  std::lock_guard lock(core_->Mutex());
+  const VirtualDisk* disk = core_->Disks().Find(path);
+  if (disk == nullptr || offset > disk->maxInternalSize ||
+      length > disk->maxInternalSize - offset) {
+    throw DefaultException(kLibraryErrorCode, (L"Cannot write to " + path).c_str());
+  }
+  core_->Disks().Write(path, offset, length);
+}
+
+void SimulatedHost::ExpireChangeTracking(const std::wstring& path) {
+  std::lock_guard lock(core_->Mutex());
+  if (ChangeLog* log = core_->Disks().LogOf(path)) {
+    log->validFrom = ++log->sequence;
+  }
+}
+
 void SimulatedHost::SetProperty(const std::wstring& path, const std::wstring& property,
                                 const std::wstring& value) {
   std::lock_guard lock(core_->Mutex());

@@ -1,0 +1,158 @@
+#include <algorithm>
+#include <cwchar>
+
+#include "simhost/hyperv_model.h"
+
+namespace quorvane::sim {
+namespace {
+
+constexpr wchar_t kIdeControllerGuid[] = L"83F8638B-8DCA-4152-9EDA-2CA8B33039B4";
+constexpr wchar_t kIdeSubType[] = L"Microsoft:Hyper-V:Emulated IDE Controller";
+constexpr wchar_t kScsiSubType[] = L"Microsoft:Hyper-V:Synthetic SCSI Controller";
+constexpr std::int32_t kIdeType = 5;
+constexpr std::int32_t kScsiType = 6;
+constexpr std::uint32_t kIdeSlots = 2;
+constexpr std::uint32_t kScsiSlots = 64;
+
+bool IsController(const Instance& part) {
+  const auto type = part.Get(L"ResourceType");
+  return !type.IsNull() && (type.AsInteger() == kIdeType || type.AsInteger() == kScsiType);
+}
+
+// Slots of a controller that hold a drive.
+std::vector<std::uint32_t> UsedSlots(const Repository& repository, Repository::Id settings,
+                                     Repository::Id controller) {
+  std::vector<std::uint32_t> used;
+  for (const auto part : PartsOf(repository, settings)) {
+    const Instance& instance = repository.Get(part);
+    const auto parent = repository.Find(instance.Get(L"Parent").AsWideString());
+    if (parent == controller && !instance.Get(L"AddressOnParent").IsNull()) {
+      const std::wstring address = instance.Get(L"AddressOnParent").AsWideString();
+      used.push_back(static_cast<std::uint32_t>(std::wcstoul(address.c_str(), nullptr, 10)));
+    }
+  }
+  return used;
+}
+
+std::optional<std::uint32_t> FirstFreeSlot(const Repository& repository, Repository::Id settings,
+                                           Repository::Id controller, std::uint32_t slots) {
+  const auto used = UsedSlots(repository, settings, controller);
+  for (std::uint32_t slot = 0; slot < slots; ++slot) {
+    if (std::find(used.begin(), used.end(), slot) == used.end()) {
+      return slot;
+    }
+  }
+  return std::nullopt;
+}
+
+void AddPart(Repository& repository, Repository::Id settings, Repository::Id part) {
+  repository.Associate(L"Msvm_VirtualSystemSettingDataComponent", L"GroupComponent", settings,
+                       L"PartComponent", part);
+}
+
+}  // namespace
+
+std::vector<Repository::Id> ControllersOf(const Repository& repository, Repository::Id settings) {
+  std::vector<Repository::Id> controllers;
+  for (const auto part : PartsOf(repository, settings)) {
+    if (IsController(repository.Get(part))) {
+      controllers.push_back(part);
+    }
+  }
+  return controllers;
+}
+
+Repository::Id AddScsiController(HostCore& host, Repository::Id settings) {
+  Repository& v2 = host.Namespace(kVirtualizationNamespace);
+  const std::wstring instance =
+      v2.Property(settings, L"InstanceID").AsWideString() + L"\\" + host.NewGuid() + L"\\0";
+  const auto controller = v2.Create(L"Msvm_ResourceAllocationSettingData",
+                                    {{L"InstanceID", WmiValue::String(instance)},
+                                     {L"ElementName", WmiValue::String(L"SCSI Controller")},
+                                     {L"ResourceType", WmiValue::Int32(kScsiType)},
+                                     {L"ResourceSubType", WmiValue::String(kScsiSubType)}});
+  AddPart(v2, settings, controller);
+  return controller;
+}
+
+void AddDefaultControllers(HostCore& host, Repository::Id settings, bool generation2) {
+  if (generation2) {
+    AddScsiController(host, settings);
+    return;
+  }
+  Repository& v2 = host.Namespace(kVirtualizationNamespace);
+  const std::wstring prefix =
+      v2.Property(settings, L"InstanceID").AsWideString() + L"\\" + kIdeControllerGuid + L"\\";
+  for (const wchar_t* address : {L"0", L"1"}) {
+    const auto controller =
+        v2.Create(L"Msvm_ResourceAllocationSettingData",
+                  {{L"InstanceID", WmiValue::String(prefix + address)},
+                   {L"ElementName", WmiValue::String(L"IDE Controller " + std::wstring(address))},
+                   {L"ResourceType", WmiValue::Int32(kIdeType)},
+                   {L"ResourceSubType", WmiValue::String(kIdeSubType)},
+                   {L"Address", WmiValue::String(address)}});
+    AddPart(v2, settings, controller);
+  }
+}
+
+std::pair<Repository::Id, std::uint32_t> FreePlace(HostCore& host, Repository::Id settings) {
+  Repository& v2 = host.Namespace(kVirtualizationNamespace);
+  std::optional<Repository::Id> scsi;
+  for (const auto controller : ControllersOf(v2, settings)) {
+    const bool ide = v2.Property(controller, L"ResourceType").AsInteger() == kIdeType;
+    if (!ide && !scsi) {
+      scsi = controller;
+    }
+    if (ide) {
+      if (const auto slot = FirstFreeSlot(v2, settings, controller, kIdeSlots)) {
+        return {controller, *slot};
+      }
+    }
+  }
+  const Repository::Id controller = scsi ? *scsi : AddScsiController(host, settings);
+  const auto slot = FirstFreeSlot(v2, settings, controller, kScsiSlots);
+  return {controller, slot ? *slot : kScsiSlots};
+}
+
+Repository::Id AttachDrive(HostCore& host, Repository::Id settings, Repository::Id controller,
+                           std::uint32_t slot, const std::wstring& path, bool dvd) {
+  Repository& v2 = host.Namespace(kVirtualizationNamespace);
+  const std::wstring place =
+      v2.Property(controller, L"InstanceID").AsWideString() + L"\\" + std::to_wstring(slot);
+  const auto drive = v2.Create(
+      L"Msvm_ResourceAllocationSettingData",
+      {{L"InstanceID", WmiValue::String(place + L"\\D")},
+       {L"ElementName", WmiValue::String(dvd ? L"DVD Drive" : L"Hard Drive")},
+       {L"ResourceType", WmiValue::Int32(dvd ? 16 : 17)},
+       {L"ResourceSubType", WmiValue::String(dvd ? L"Microsoft:Hyper-V:Synthetic DVD Drive"
+                                                 : L"Microsoft:Hyper-V:Synthetic Disk Drive")},
+       {L"Parent", WmiValue::String(v2.FullPath(controller))},
+       {L"AddressOnParent", WmiValue::String(std::to_wstring(slot))}});
+  AddPart(v2, settings, drive);
+  const auto allocation = v2.Create(
+      L"Msvm_StorageAllocationSettingData",
+      {{L"InstanceID", WmiValue::String(place + L"\\L")},
+       {L"ElementName", WmiValue::String(dvd ? L"ISO Disk Image" : L"Hard Disk Image")},
+       {L"ResourceType", WmiValue::Int32(31)},
+       {L"ResourceSubType", WmiValue::String(dvd ? L"Microsoft:Hyper-V:Virtual CD/DVD Disk"
+                                                 : L"Microsoft:Hyper-V:Virtual Hard Disk")},
+       {L"HostResource", WmiValue::Array(std::vector<std::wstring>{path})},
+       {L"Parent", WmiValue::String(v2.FullPath(drive))}});
+  AddPart(v2, settings, allocation);
+  return allocation;
+}
+
+VirtualDisk& CreateDiskFile(HostCore& host, const std::wstring& path, std::uint64_t size,
+                            const std::wstring& parentPath) {
+  VirtualDisk disk;
+  disk.path = path;
+  disk.diskId = L"{" + host.NewGuid() + L"}";
+  disk.maxInternalSize = size;
+  disk.parentPath = parentPath;
+  disk.type = parentPath.empty() ? 3 : 4;
+  disk.format = path.size() >= 4 && EqualsNoCase(path.substr(path.size() - 4), L".vhd") ? 2 : 3;
+  host.Disks().Add(std::move(disk), host.NewGuid());
+  return *host.Disks().Find(path);
+}
+
+}  // namespace quorvane::sim

@@ -1,0 +1,247 @@
+// How the Hyper-V provider takes, applies and removes checkpoints, turns recovery checkpoints
+// into reference points, and changes settings.
+#include <functional>
+
+#include "simhost/hyperv_model.h"
+#include "simhost/providers.h"
+#include "simhost/sim_wmi.h"
+
+namespace quorvane::sim {
+namespace {
+
+constexpr std::uint32_t kInvalidParameter = 32773;
+constexpr std::uint32_t kInvalidState = 32775;
+constexpr std::uint16_t kFailed = 32768;
+constexpr std::uint16_t kStandard = 2;
+constexpr std::uint16_t kRecovery = 32768;
+constexpr std::int32_t kApplicationConsistent = 1;
+
+std::optional<Repository::Id> SettingsAt(MethodCall& call, const wchar_t* parameter) {
+  return call.repository.Find(call.In(parameter).AsWideString());
+}
+
+bool IsSnapshot(const Repository& repository, Repository::Id settings) {
+  const std::wstring type = repository.Property(settings, L"VirtualSystemType").AsWideString();
+  return type == kRealizedSnapshot || type == kRecoverySnapshot;
+}
+
+// The settings object an embedded instance names by its InstanceID.
+std::optional<Repository::Id> ByInstanceId(const Repository& repository,
+                                           const ParsedInstance& text) {
+  for (const auto& [name, value] : text.properties) {
+    if (EqualsNoCase(name, L"InstanceID")) {
+      return repository.Find(
+          FormatRelativePath(text.cls->name, {{L"InstanceID", value.AsWideString()}}));
+    }
+  }
+  return std::nullopt;
+}
+
+std::uint32_t CreateSnapshot(MethodCall& call) {
+  const auto machine = SettingsAt(call, L"AffectedSystem");
+  const auto type = static_cast<std::uint16_t>(call.In(L"SnapshotType").AsInteger());
+  if (!machine || (type != kStandard && type != kRecovery)) {
+    return kInvalidParameter;
+  }
+  std::int64_t level = 0;
+  const std::wstring settingsText = call.In(L"SnapshotSettings").AsWideString();
+  if (!settingsText.empty()) {
+    for (const auto& [name, value] : ParseEmbeddedInstance(settingsText).properties) {
+      if (EqualsNoCase(name, L"ConsistencyLevel") && !value.IsNull()) {
+        level = value.AsInteger();
+      }
+    }
+  }
+  const bool running =
+      call.repository.Property(*machine, L"EnabledState").AsInteger() == kStateRunning;
+  if (level == kApplicationConsistent && !running) {
+    return call.FailThroughJob(70, kFailed,
+                               L"Could not create an application-consistent checkpoint: the "
+                               L"guest is not running.");
+  }
+  const Repository::Id id = *machine;
+  return call.Complete(70, [id, type](JobContext& job) {
+    const auto snapshot = TakeSnapshot(job.host, id, type, L"");
+    job.AddAffected(snapshot);
+    if (job.out != nullptr) {
+      (*job.out)[L"ResultingSnapshot"] = WmiValue::String(job.repository.FullPath(snapshot));
+    }
+  });
+}
+
+std::uint32_t ApplySnapshot(MethodCall& call) {
+  const auto snapshot = SettingsAt(call, L"Snapshot");
+  if (!snapshot || !IsSnapshot(call.repository, *snapshot)) {
+    return kInvalidParameter;
+  }
+  const auto machine = MachineOf(call.repository, *snapshot);
+  if (!machine) {
+    return kInvalidParameter;
+  }
+  const auto state = call.repository.Property(*machine, L"EnabledState").AsInteger();
+  if (state != kStateOff && state != kStateSaved) {
+    return call.FailThroughJob(71, kFailed,
+                               L"The checkpoint cannot be applied while the machine is running.");
+  }
+  const Repository::Id snapshotId = *snapshot;
+  const Repository::Id machineId = *machine;
+  return call.Complete(71, [snapshotId, machineId](JobContext& job) {
+    const auto realized = *RealizedSettingsOf(job.repository, machineId);
+    job.repository.Set(realized, L"Parent", WmiValue::String(job.repository.FullPath(snapshotId)));
+    job.repository.Set(machineId, L"EnabledState", WmiValue::Int32(kStateOff));
+    job.AddAffected(machineId);
+  });
+}
+
+std::uint32_t DestroySnapshot(MethodCall& call, const wchar_t* parameter, bool withSubtree) {
+  const auto snapshot = SettingsAt(call, parameter);
+  if (!snapshot || !IsSnapshot(call.repository, *snapshot)) {
+    return kInvalidParameter;
+  }
+  const auto machine = MachineOf(call.repository, *snapshot);
+  if (!machine) {
+    return kInvalidParameter;
+  }
+  const Repository::Id root = *snapshot;
+  const Repository::Id machineId = *machine;
+  return call.Complete(72, [root, machineId, withSubtree](JobContext& job) {
+    std::vector<Repository::Id> doomed = {root};
+    if (withSubtree) {
+      // Descendants: every checkpoint whose parent chain reaches the root.
+      for (std::size_t i = 0; i < doomed.size(); ++i) {
+        const std::wstring parentPath = job.repository.FullPath(doomed[i]);
+        for (const auto each : SnapshotsOf(job.repository, machineId)) {
+          if (EqualsNoCase(job.repository.Property(each, L"Parent").AsWideString(), parentPath)) {
+            doomed.push_back(each);
+          }
+        }
+      }
+    }
+    for (auto it = doomed.rbegin(); it != doomed.rend(); ++it) {
+      RemoveSnapshot(job.host, machineId, *it);
+    }
+  });
+}
+
+std::uint32_t ConvertToReferencePoint(MethodCall& call) {
+  const auto snapshot = SettingsAt(call, L"AffectedSnapshot");
+  if (!snapshot || call.repository.Property(*snapshot, L"VirtualSystemType").AsWideString() !=
+                       kRecoverySnapshot) {
+    return kInvalidParameter;  // only recovery checkpoints turn into reference points
+  }
+  const auto machine = MachineOf(call.repository, *snapshot);
+  if (!machine) {
+    return kInvalidParameter;
+  }
+  const Repository::Id snapshotId = *snapshot;
+  const Repository::Id machineId = *machine;
+  return call.Complete(200, [snapshotId, machineId](JobContext& job) {
+    Repository& v2 = job.repository;
+    const std::wstring instance = v2.Property(snapshotId, L"InstanceID").AsWideString();
+    std::vector<std::wstring> diskIds;
+    std::vector<std::wstring> trackingIds;
+    for (const auto part : PartsOf(v2, snapshotId)) {
+      const auto files = v2.Property(part, L"HostResource");
+      if (v2.Property(part, L"ResourceSubType").AsWideString() !=
+              L"Microsoft:Hyper-V:Virtual Hard Disk" ||
+          files.AsWideStringArray().empty()) {
+        continue;
+      }
+      const std::wstring path = files.AsWideStringArray().front();
+      const VirtualDisk* disk = job.host.Disks().Find(path);
+      if (disk == nullptr) {
+        continue;
+      }
+      // The point in time is the checkpoint's: when it started the machine's differencing file.
+      std::uint64_t sequence =
+          job.host.Disks().LogOf(path) ? job.host.Disks().LogOf(path)->sequence : 0;
+      for (const auto& file : job.host.Disks().All()) {
+        if (file.mergedWith == instance && EqualsNoCase(file.parentPath, path)) {
+          sequence = file.createdAtSequence;
+        }
+      }
+      diskIds.push_back(disk->diskId);
+      trackingIds.push_back(job.host.Disks().TrackingId(path, sequence));
+    }
+    const std::wstring systemId = v2.Property(machineId, L"Name").AsWideString();
+    const auto referencePoint = v2.Create(
+        L"Msvm_VirtualSystemReferencePoint",
+        {{L"InstanceID", WmiValue::String(L"Microsoft:" + job.host.NewGuid())},
+         {L"VirtualSystemIdentifier", WmiValue::String(systemId)},
+         {L"ElementName", WmiValue::String(v2.Property(snapshotId, L"ElementName").AsWideString())},
+         {L"ReferencePointType", WmiValue::Int32(2)},
+         {L"HasAssociatedData", WmiValue::Boolean(false)},
+         {L"VirtualDiskIdentifiers", WmiValue::Array(diskIds)},
+         {L"ResilientChangeTrackingIdentifiers", WmiValue::Array(trackingIds)}});
+    v2.Associate(L"Msvm_ReferencePointOfVirtualSystem", L"Antecedent", machineId, L"Dependent",
+                 referencePoint);
+    RemoveSnapshot(job.host, machineId, snapshotId);
+    job.AddAffected(referencePoint);
+    if (job.out != nullptr) {
+      (*job.out)[L"ResultingReferencePoint"] = WmiValue::String(v2.FullPath(referencePoint));
+    }
+  });
+}
+
+std::uint32_t DestroyReferencePoint(MethodCall& call) {
+  const auto referencePoint = SettingsAt(call, L"AffectedReferencePoint");
+  if (!referencePoint) {
+    return kInvalidParameter;
+  }
+  const Repository::Id id = *referencePoint;
+  return call.Complete(202, [id](JobContext& job) { job.repository.Delete(id); });
+}
+
+// Applies the properties an embedded instance names to the stored object it identifies.
+std::uint32_t ModifyByText(MethodCall& call, const wchar_t* parameter, std::uint16_t jobType,
+                           std::initializer_list<const wchar_t*> fixed) {
+  const ParsedInstance text = ParseEmbeddedInstance(call.In(parameter).AsWideString());
+  const auto target = ByInstanceId(call.repository, text);
+  if (!target) {
+    return kInvalidParameter;
+  }
+  PropertyList changes;
+  for (const auto& entry : text.properties) {
+    const bool isFixed = std::any_of(fixed.begin(), fixed.end(), [&](const wchar_t* name) {
+      return EqualsNoCase(entry.first, name);
+    });
+    if (!isFixed) {
+      changes.push_back(entry);
+    }
+  }
+  const Repository::Id id = *target;
+  return call.Complete(jobType, [id, changes](JobContext& job) {
+    for (const auto& [name, value] : changes) {
+      job.repository.Set(id, name, value);
+    }
+    job.AddAffected(id);
+  });
+}
+
+}  // namespace
+
+void InstallSnapshotBehaviours(HostCore& host) {
+  host.RegisterMethod(L"Msvm_VirtualSystemSnapshotService", L"CreateSnapshot", CreateSnapshot);
+  host.RegisterMethod(L"Msvm_VirtualSystemSnapshotService", L"ApplySnapshot", ApplySnapshot);
+  host.RegisterMethod(
+      L"Msvm_VirtualSystemSnapshotService", L"DestroySnapshot",
+      [](MethodCall& call) { return DestroySnapshot(call, L"AffectedSnapshot", false); });
+  host.RegisterMethod(
+      L"Msvm_VirtualSystemSnapshotService", L"DestroySnapshotTree",
+      [](MethodCall& call) { return DestroySnapshot(call, L"SnapshotSettingData", true); });
+  host.RegisterMethod(L"Msvm_VirtualSystemSnapshotService", L"ConvertToReferencePoint",
+                      ConvertToReferencePoint);
+  host.RegisterMethod(L"Msvm_VirtualSystemReferencePointService", L"DestroyReferencePoint",
+                      DestroyReferencePoint);
+  host.RegisterMethod(
+      L"Msvm_VirtualSystemManagementService", L"ModifySystemSettings", [](MethodCall& call) {
+        return ModifyByText(call, L"SystemSettings", 2,
+                            {L"InstanceID", L"ConfigurationID", L"VirtualSystemIdentifier",
+                             L"VirtualSystemType", L"CreationTime", L"Parent"});
+      });
+  host.RegisterMethod(
+      L"Msvm_VirtualSystemManagementService", L"ModifyDiskMergeSettings",
+      [](MethodCall& call) { return ModifyByText(call, L"SettingData", 2, {L"InstanceID"}); });
+}
+
+}  // namespace quorvane::sim

@@ -1,0 +1,138 @@
+// How the image management service answers for disk files and their changes.
+#include <algorithm>
+
+#include "simhost/hyperv_model.h"
+#include "simhost/instance_text.h"
+#include "simhost/providers.h"
+
+namespace quorvane::sim {
+namespace {
+
+constexpr std::uint32_t kInvalidParameter = 32773;
+constexpr std::uint32_t kFileNotFound = 32779;
+constexpr std::uint16_t kFailed = 32768;
+
+std::wstring FileName(const std::wstring& path) {
+  const std::size_t slash = path.find_last_of(L"\\/");
+  return slash == std::wstring::npos ? path : path.substr(slash + 1);
+}
+
+std::uint32_t GetVirtualHardDiskSettingData(MethodCall& call) {
+  const std::wstring path = call.In(L"Path").AsWideString();
+  const VirtualDisk* disk = call.host.Disks().Find(path);
+  if (disk == nullptr) {
+    return kFileNotFound;
+  }
+  // The answer is ready at once; through a job, the output is filled before the job ends.
+  const ClassDef& cls = *Schema::Instance().FindClass(L"Msvm_VirtualHardDiskSettingData");
+  PropertyMap values = {
+      {L"BlockSize", WmiValue::Int32(disk->type == 2 ? 0 : 33554432)},
+      {L"Caption", WmiValue::String(L"Virtual Hard Disk Setting Data")},
+      {L"Description", WmiValue::String(L"Setting Data for a Virtual Hard Disk.")},
+      {L"ElementName", WmiValue::String(FileName(disk->path))},
+      {L"Format", WmiValue::Int32(disk->format)},
+      {L"InstanceID", WmiValue::String(L"Microsoft:" + disk->diskId)},
+      {L"LogicalSectorSize", WmiValue::Int32(512)},
+      {L"MaxInternalSize", WmiValue::UInt64(disk->maxInternalSize)},
+      {L"ParentPath", WmiValue::String(disk->parentPath)},
+      {L"Path", WmiValue::String(disk->path)},
+      {L"PhysicalSectorSize", WmiValue::Int32(4096)},
+      {L"Type", WmiValue::Int32(disk->type)},
+      {L"VirtualDiskId", WmiValue::String(disk->diskId)},
+  };
+  call.out[L"SettingData"] = WmiValue::String(InstanceToLeanText(cls, values));
+  return call.Complete(0, [](JobContext&) {});
+}
+
+struct Range {
+  std::uint64_t begin;
+  std::uint64_t end;
+};
+
+// Changed blocks since `sequence` within [from, to), merged, in disk order.
+std::vector<Range> ChangedBlocks(const ChangeLog& log, std::uint64_t sequence, std::uint64_t from,
+                                 std::uint64_t to, std::uint64_t blockSize, std::uint64_t size) {
+  std::vector<Range> ranges;
+  for (const auto& write : log.writes) {
+    if (write.sequence <= sequence || write.length == 0) {
+      continue;
+    }
+    std::uint64_t begin = write.offset / blockSize * blockSize;
+    std::uint64_t end =
+        std::min(size, (write.offset + write.length + blockSize - 1) / blockSize * blockSize);
+    begin = std::max(begin, from);
+    end = std::min(end, to);
+    if (begin < end) {
+      ranges.push_back({begin, end});
+    }
+  }
+  std::sort(ranges.begin(), ranges.end(),
+            [](const Range& a, const Range& b) { return a.begin < b.begin; });
+  std::vector<Range> merged;
+  for (const auto& range : ranges) {
+    if (!merged.empty() && range.begin <= merged.back().end) {
+      merged.back().end = std::max(merged.back().end, range.end);
+    } else {
+      merged.push_back(range);
+    }
+  }
+  return merged;
+}
+
+std::uint32_t GetVirtualDiskChanges(MethodCall& call) {
+  const std::wstring path = call.In(L"Path").AsWideString();
+  const VirtualDisk* disk = call.host.Disks().Find(path);
+  if (disk == nullptr) {
+    return kFileNotFound;
+  }
+  const std::wstring limitId = call.In(L"LimitId").AsWideString();
+  const std::uint64_t offset = call.In(L"ByteOffset").IsNull()
+                                   ? 0
+                                   : static_cast<std::uint64_t>(call.In(L"ByteOffset").AsInteger());
+  const std::uint64_t length = call.In(L"ByteLength").IsNull()
+                                   ? 0
+                                   : static_cast<std::uint64_t>(call.In(L"ByteLength").AsInteger());
+  const std::uint64_t size = disk->maxInternalSize;
+  if (offset > size || length > size - offset) {
+    return kInvalidParameter;
+  }
+  const ChangeLog* log = call.host.Disks().LogOf(path);
+  const auto id = ParseTrackingId(limitId);
+  if (log == nullptr || !id || id->guid != log->trackingGuid || id->sequence > log->sequence ||
+      id->sequence < log->validFrom) {
+    return call.FailThroughJob(0, kFailed,
+                               L"There is no change tracking data available associated with the "
+                               L"specified change tracking identifier '" +
+                                   limitId + L"' (0xC03A002A).");
+  }
+  const auto blocks =
+      ChangedBlocks(*log, id->sequence, offset, offset + length,
+                    std::max<std::uint64_t>(1, call.host.Settings().changeTrackingBlockSize), size);
+  const std::size_t limit = std::max<std::uint32_t>(1, call.host.Settings().changeRangesPerPass);
+  const std::size_t count = std::min(blocks.size(), limit);
+  std::vector<std::wstring> offsets;
+  std::vector<std::wstring> lengths;
+  offsets.reserve(count);
+  lengths.reserve(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    offsets.push_back(std::to_wstring(blocks[i].begin));
+    lengths.push_back(std::to_wstring(blocks[i].end - blocks[i].begin));
+  }
+  // A pass that stops early reports how far it got: up to the end of its last range.
+  const std::uint64_t processed = count < blocks.size() ? blocks[count - 1].end - offset : length;
+  call.out[L"ProcessedByteLength"] = WmiValue::UInt64(processed);
+  call.out[L"ChangedByteOffsets"] = WmiValue::Array(std::move(offsets));
+  call.out[L"ChangedByteLengths"] = WmiValue::Array(std::move(lengths));
+  return call.Complete(0, [](JobContext&) {});
+}
+
+}  // namespace
+
+void InstallStorageBehaviours(HostCore& host) {
+  host.RegisterMethod(L"Msvm_ImageManagementService", L"GetVirtualHardDiskSettingData",
+                      GetVirtualHardDiskSettingData);
+  host.RegisterMethod(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges",
+                      GetVirtualDiskChanges);
+}
+
+}  // namespace quorvane::sim

@@ -1,0 +1,111 @@
+#include "simhost/virtual_disks.h"
+
+#include <cwchar>
+
+namespace quorvane::sim {
+
+void VirtualDisks::Add(VirtualDisk disk, const std::wstring& trackingGuid) {
+  const std::wstring path = disk.path;
+  disks_[path] = std::move(disk);
+  const std::wstring root = RootOf(path);
+  if (logs_.find(root) == logs_.end()) {
+    ChangeLog log;
+    log.trackingGuid = ToLower(trackingGuid);
+    logs_[root] = std::move(log);
+  }
+}
+
+void VirtualDisks::Restore(std::vector<VirtualDisk> disks,
+                           std::map<std::wstring, ChangeLog, LessNoCase> logs) {
+  disks_.clear();
+  for (auto& disk : disks) {
+    const std::wstring path = disk.path;
+    disks_[path] = std::move(disk);
+  }
+  logs_ = std::move(logs);
+}
+
+void VirtualDisks::Remove(const std::wstring& path) {
+  logs_.erase(path);
+  disks_.erase(path);
+}
+
+const VirtualDisk* VirtualDisks::Find(const std::wstring& path) const {
+  const auto found = disks_.find(path);
+  return found == disks_.end() ? nullptr : &found->second;
+}
+
+VirtualDisk* VirtualDisks::Find(const std::wstring& path) {
+  const auto found = disks_.find(path);
+  return found == disks_.end() ? nullptr : &found->second;
+}
+
+std::vector<VirtualDisk> VirtualDisks::All() const {
+  std::vector<VirtualDisk> all;
+  for (const auto& entry : disks_) {
+    all.push_back(entry.second);
+  }
+  return all;
+}
+
+std::wstring VirtualDisks::RootOf(const std::wstring& path) const {
+  std::wstring current = path;
+  // Bounded by the number of files, so a loop in the parents cannot hang the host.
+  for (std::size_t steps = 0; steps <= disks_.size(); ++steps) {
+    const VirtualDisk* disk = Find(current);
+    if (disk == nullptr || disk->parentPath.empty() || Find(disk->parentPath) == nullptr) {
+      return disk ? disk->path : current;
+    }
+    current = disk->parentPath;
+  }
+  return current;
+}
+
+ChangeLog* VirtualDisks::LogOf(const std::wstring& path) {
+  const auto found = logs_.find(RootOf(path));
+  return found == logs_.end() ? nullptr : &found->second;
+}
+
+void VirtualDisks::Write(const std::wstring& path, std::uint64_t offset, std::uint64_t length) {
+  if (ChangeLog* log = LogOf(path)) {
+    log->writes.push_back({offset, length, ++log->sequence});
+  }
+}
+
+std::wstring VirtualDisks::TrackingId(const std::wstring& path, std::uint64_t sequence) const {
+  const auto found = logs_.find(RootOf(path));
+  if (found == logs_.end()) {
+    return L"";
+  }
+  std::wstring guid = found->second.trackingGuid;
+  for (auto& c : guid) {
+    c = c == L'-' ? L':' : c;
+  }
+  wchar_t number[16];
+  std::swprintf(number, 16, L"%08llX", static_cast<unsigned long long>(sequence));
+  return L"rctX:" + guid + L":" + number;
+}
+
+std::optional<TrackingId> ParseTrackingId(const std::wstring& text) {
+  constexpr std::wstring_view kPrefix = L"rctX:";
+  if (text.rfind(kPrefix, 0) != 0) {
+    return std::nullopt;
+  }
+  const std::size_t last = text.rfind(L':');
+  if (last <= kPrefix.size() || last + 1 >= text.size()) {
+    return std::nullopt;
+  }
+  std::wstring guid = text.substr(kPrefix.size(), last - kPrefix.size());
+  for (auto& c : guid) {
+    c = c == L':' ? L'-' : FoldCase(c);
+  }
+  const std::wstring digits = text.substr(last + 1);
+  wchar_t* end = nullptr;
+  const unsigned long long sequence = std::wcstoull(digits.c_str(), &end, 16);
+  if (end != digits.c_str() + digits.size() || guid.size() != 36) {
+    return std::nullopt;
+  }
+  return TrackingId{guid, sequence};
+}
+
+}  // namespace quorvane::sim

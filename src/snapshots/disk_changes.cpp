@@ -1,0 +1,107 @@
+#include "snapshots/disk_changes.h"
+
+#include <cwchar>
+
+#include "quorvane/exceptions.h"
+#include "snapshots/reference_points.h"
+#include "util/creation.h"
+#include "wmi/embedded_instance_reader.h"
+#include "wmi/wmi_job.h"
+
+namespace quorvane {
+namespace {
+
+// Signed 64-bit decimal; text that is not a number reads as 0.
+std::uint64_t ReadCount(const std::wstring& text) {
+  return static_cast<std::uint64_t>(std::wcstoll(text.c_str(), nullptr, 10));
+}
+
+const std::vector<std::wstring>& TextArray(const WmiValue& value) {
+  static const std::vector<std::wstring> kEmpty;
+  const auto* texts = std::get_if<std::vector<std::wstring>>(&value.Get());
+  return texts ? *texts : kEmpty;
+}
+
+// Appends one pass's answer to `ranges`, growing the list only by what the pass adds.
+void AppendRanges(const WmiValue& offsets, const WmiValue& lengths,
+                  std::vector<ChangedRange>& ranges) {
+  const auto& offsetTexts = TextArray(offsets);
+  const auto& lengthTexts = TextArray(lengths);
+  if (lengthTexts.size() < offsetTexts.size()) {
+    throw DefaultException(kLibraryErrorCode,
+                           L"GetVirtualDiskChanges returned fewer lengths than offsets");
+  }
+  ranges.reserve(ranges.size() + offsetTexts.size());
+  for (std::size_t i = 0; i < offsetTexts.size(); ++i) {
+    ranges.push_back({ReadCount(offsetTexts[i]), ReadCount(lengthTexts[i])});
+  }
+}
+
+}  // namespace
+
+std::wstring GetVirtualHardDiskSettingData(IWmiObject& imageService, const std::wstring& path) {
+  const auto method = imageService.CreateMethod(L"GetVirtualHardDiskSettingData");
+  method->SetParameter(L"Path", WmiValue::String(path));
+  WmiJob(imageService.GetService(), method).Run();
+  return method->GetOutParameter(L"SettingData").AsWideString();
+}
+
+std::vector<ChangedRange> GetVirtualDiskChanges(IWmiService& service, const std::wstring& path,
+                                                const std::wstring& limitId) {
+  const auto imageService = service.QueryFirst(L"Msvm_ImageManagementService");
+  std::vector<ChangedRange> ranges;
+  auto reader = CreateEmbeddedInstanceReader();
+  reader->Load(GetVirtualHardDiskSettingData(*imageService, path));
+  const auto size = static_cast<std::uint64_t>(reader->GetInt64(L"MaxInternalSize"));
+  if (size == 0) {
+    return ranges;
+  }
+  std::uint64_t offset = 0;
+  while (true) {
+    const auto method = imageService->CreateMethod(L"GetVirtualDiskChanges");
+    method->SetParameter(L"Path", WmiValue::String(path));
+    method->SetParameter(L"LimitId", WmiValue::String(limitId));
+    method->SetParameter(L"ByteOffset", WmiValue::UInt64(offset));
+    method->SetParameter(L"ByteLength", WmiValue::UInt64(size - offset));
+    WmiJob(imageService->GetService(), method).Run();
+    const std::uint64_t processed =
+        ReadCount(method->GetOutParameter(L"ProcessedByteLength").AsWideString());
+    AppendRanges(method->GetOutParameter(L"ChangedByteOffsets"),
+                 method->GetOutParameter(L"ChangedByteLengths"), ranges);
+    offset += processed;
+    if (offset >= size || processed == 0) {
+      return ranges;
+    }
+  }
+}
+
+DiskChangeEnumerator* DiskChangeEnumerator::Create(WmiServicePtr service, std::wstring path,
+                                                   std::wstring limitId) {
+  return CreateLoaded<DiskChangeEnumerator>([](DiskChangeEnumerator& e) { e.Reset(); },
+                                            std::move(service), std::move(path),
+                                            std::move(limitId));
+}
+
+void DiskChangeEnumerator::Reset() {
+  entries_ = GetVirtualDiskChanges(*service_, path_, limitId_);
+  Rewind();
+}
+
+ChangeEnumerator* ChangeEnumerator::Create(WmiServicePtr service, std::wstring machineId,
+                                           std::wstring snapshotId) {
+  return CreateLoaded<ChangeEnumerator>(
+      [](ChangeEnumerator& e) {
+        e.Load();
+        e.Reset();
+      },
+      std::move(service), std::move(machineId), std::move(snapshotId));
+}
+
+void ChangeEnumerator::Load() {
+  for (auto& [diskId, changeTrackingId] :
+       CollectChangeTrackingIds(service_, machineId_, snapshotId_)) {
+    entries_.push_back({std::move(diskId), std::move(changeTrackingId)});
+  }
+}
+
+}  // namespace quorvane
