@@ -6,6 +6,8 @@ namespace quorvane::sim {
 
 void InstallProviderBehaviours(HostCore& host) {
   InstallLifecycleBehaviours(host);
+  InstallSnapshotBehaviours(host);
+  InstallStorageBehaviours(host);
 }
 
 std::shared_ptr<HostCore> BuildHost(const HostSettings& settings) {

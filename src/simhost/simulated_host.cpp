@@ -184,6 +184,29 @@ void SimulatedHost::Attach(const std::wstring& machineId, const std::wstring& pa
   AttachDrive(*core_, *settings, controller, slot, path, dvd);
 }
 
+void SimulatedHost::DetachDisk(const std::wstring& machineId, const std::wstring& path) {
+  std::lock_guard lock(core_->Mutex());
+  Repository& v2 = core_->Namespace(kVirtualizationNamespace);
+  const auto machine = MachineByName(v2, machineId);
+  const auto settings = machine ? RealizedSettingsOf(v2, *machine) : std::nullopt;
+  if (!settings) {
+    throw DefaultException(kLibraryErrorCode, (L"No machine " + machineId).c_str());
+  }
+  for (const auto part : PartsOf(v2, *settings)) {
+    const auto files = v2.Property(part, L"HostResource").AsWideStringArray();
+    if (files.empty() ||
+        !EqualsNoCase(core_->Disks().RootOf(files.front()), core_->Disks().RootOf(path))) {
+      continue;
+    }
+    if (const auto drive = v2.Find(v2.Property(part, L"Parent").AsWideString())) {
+      v2.Delete(*drive);
+    }
+    v2.Delete(part);
+    return;
+  }
+  throw DefaultException(kLibraryErrorCode, (L"The machine has no disk " + path).c_str());
+}
+
 void SimulatedHost::WriteToDisk(const std::wstring& path, std::uint64_t offset,
                                 std::uint64_t length) {
   std::lock_guard lock(core_->Mutex());
