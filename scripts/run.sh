@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Sets up a fresh Debian machine, builds the library and runs the example programs on the
-# default simulated host.
+# Sets up a fresh Debian machine, builds the library and runs the main job: the backup road on
+# the default simulated host, then the host listing.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -9,5 +9,7 @@ if [ "${QUORVANE_SKIP_DEPS:-0}" != 1 ]; then
 fi
 
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build build --parallel "$(nproc)" --target list_host
+cmake --build build --parallel "$(nproc)" --target backup_road list_host
+build/examples/backup_road
+echo
 build/examples/list_host

@@ -23,8 +23,8 @@ std::shared_ptr<HostCore> BuildHost(const HostSettings& settings) {
   return host;
 }
 
-// A small host to explore: two switches, a running generation 2 machine with two checkpoints,
-// a generation 1 machine that is off, and a planned machine.
+// A small host to explore: two switches, a running generation 2 machine with two disks and two
+// checkpoints, a generation 1 machine that is off with a disk and a DVD, and a planned machine.
 std::shared_ptr<HostCore> BuildDefaultHost() {
   auto host = BuildHost(HostSettings{});
   AddSwitch(*host, L"External", L"");
@@ -35,6 +35,14 @@ std::shared_ptr<HostCore> BuildDefaultHost() {
   web.processors = 4;
   web.enabledState = kStateRunning;
   const auto webMachine = DefineMachine(*host, web);
+  const auto webSettings =
+      *RealizedSettingsOf(host->Namespace(kVirtualizationNamespace), webMachine);
+  for (const auto& [path, size] : {std::pair{L"D:\\Hyper-V\\web-01\\system.vhdx", 64ull << 30},
+                                   std::pair{L"D:\\Hyper-V\\web-01\\data.vhdx", 256ull << 30}}) {
+    CreateDiskFile(*host, path, size, L"");
+    const auto [controller, slot] = FreePlace(*host, webSettings);
+    AttachDrive(*host, webSettings, controller, slot, path, false);
+  }
   host->AdvanceClock(3'600'000);
   TakeSnapshot(*host, webMachine, 2, L"Before update");
   host->AdvanceClock(3'600'000);
@@ -45,7 +53,13 @@ std::shared_ptr<HostCore> BuildDefaultHost() {
   db.version = L"9.0";
   db.memoryMb = 8192;
   db.processors = 2;
-  DefineMachine(*host, db);
+  const auto dbMachine = DefineMachine(*host, db);
+  const auto dbSettings = *RealizedSettingsOf(host->Namespace(kVirtualizationNamespace), dbMachine);
+  CreateDiskFile(*host, L"D:\\Hyper-V\\db-01\\db.vhdx", 128ull << 30, L"");
+  const auto [dbController, dbSlot] = FreePlace(*host, dbSettings);
+  AttachDrive(*host, dbSettings, dbController, dbSlot, L"D:\\Hyper-V\\db-01\\db.vhdx", false);
+  const auto [dvdController, dvdSlot] = FreePlace(*host, dbSettings);
+  AttachDrive(*host, dbSettings, dvdController, dvdSlot, L"D:\\ISO\\tools.iso", true);
   MachineDefinition planned;
   planned.name = L"imported";
   planned.planned = true;

@@ -70,9 +70,11 @@ void StartDifferencingDisks(HostCore& host, Repository::Id realized, const std::
       continue;
     }
     const std::wstring& parent = files.front();
-    const std::size_t dot = parent.find_last_of(L'.');
-    const std::wstring child = (dot == std::wstring::npos ? parent : parent.substr(0, dot)) + L"_" +
-                               snapshotId + L".avhdx";
+    // Hyper-V names a differencing file after the chain's base file: "system_<GUID>.avhdx".
+    const std::wstring base = host.Disks().RootOf(parent);
+    const std::size_t dot = base.find_last_of(L'.');
+    const std::wstring child =
+        (dot == std::wstring::npos ? base : base.substr(0, dot)) + L"_" + snapshotId + L".avhdx";
     VirtualDisk& file =
         CreateDiskFile(host, child, host.Disks().Find(parent)->maxInternalSize, parent);
     file.mergedWith = snapshotInstance;

@@ -206,6 +206,16 @@ std::wstring SimObject::GetText() {
   return InstanceToText(source);
 }
 
+const WmiValue& SimObject::PropertyRef(const std::wstring& name) const {
+  static const WmiValue kNull;
+  const MemberDef* member = FindMember(name);
+  if (member == nullptr) {
+    Fail(status::kWbemNotFound);
+  }
+  const auto found = copy_.properties.find(member->name);
+  return found == copy_.properties.end() ? kNull : found->second;
+}
+
 std::vector<std::wstring> SimObject::ChangedProperties() const {
   return {changed_.begin(), changed_.end()};
 }
@@ -221,11 +231,11 @@ void SimMethod::SetParameter(const std::wstring& name, const WmiValue& value) {
   in_->SetProperty(name, value);
 }
 
-WmiValue SimMethod::GetOutParameter(const std::wstring& name) {
+const WmiValue& SimMethod::GetOutParameter(const std::wstring& name) {
   if (!out_) {
     ThrowIfFailed(status::kPointer);  // nothing has run yet: there are no output parameters
   }
-  return out_->GetProperty(name);
+  return out_->PropertyRef(name);
 }
 
 std::uint32_t SimMethod::Execute() {

@@ -54,6 +54,8 @@ class SimObject final : public IWmiObject, public std::enable_shared_from_this<S
 
   const ObjectCopy& Copy() const { return copy_; }
   std::vector<std::wstring> ChangedProperties() const;
+  // A property's stored value without a copy; raises like GetProperty for an unknown name.
+  const WmiValue& PropertyRef(const std::wstring& name) const;
 
  private:
   const MemberDef* FindMember(std::wstring_view name) const;
@@ -72,7 +74,7 @@ class SimMethod final : public IWmiMethod {
             const MethodDef& definition, std::shared_ptr<SimObject> in);
 
   void SetParameter(const std::wstring& name, const WmiValue& value) override;
-  WmiValue GetOutParameter(const std::wstring& name) override;
+  const WmiValue& GetOutParameter(const std::wstring& name) override;
   WmiObjectPtr GetInParameters() override { return in_; }
   std::uint32_t Execute() override;
 

@@ -65,8 +65,9 @@ class IWmiMethod {
   virtual ~IWmiMethod() = default;
 
   virtual void SetParameter(const std::wstring& name, const WmiValue& value) = 0;
-  // A property of the output parameters; only meaningful after Execute.
-  virtual WmiValue GetOutParameter(const std::wstring& name) = 0;
+  // A property of the output parameters; only meaningful after Execute. The value lives as long
+  // as the method object (output arrays can be large; they are not copied).
+  virtual const WmiValue& GetOutParameter(const std::wstring& name) = 0;
   virtual WmiObjectPtr GetInParameters() = 0;
   // Runs the method and returns its "ReturnValue".
   virtual std::uint32_t Execute() = 0;

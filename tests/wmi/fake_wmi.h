@@ -78,7 +78,7 @@ class FakeMethod : public IWmiMethod {
   int executions = 0;
 
   void SetParameter(const std::wstring&, const WmiValue&) override {}
-  WmiValue GetOutParameter(const std::wstring& name) override { return outParameters[name]; }
+  const WmiValue& GetOutParameter(const std::wstring& name) override { return outParameters[name]; }
   WmiObjectPtr GetInParameters() override { return nullptr; }
   std::uint32_t Execute() override {
     ++executions;

@@ -1,0 +1,53 @@
+#include "snapshots/disk_changes.h"
+
+#include "simhost/hyperv_model.h"
+#include "simhost/sim_fixture.h"
+
+namespace quorvane::sim {
+namespace {
+
+// Hyper-V returns the two arrays of equal length; a host that does not must not make the
+// library read past the shorter one.
+TEST_F(SimHostTest, ShorterLengthsThanOffsetsAreRefused) {
+  CreateDiskFile(Core(), L"D:\\x.vhdx", 1 << 20, L"");
+  Core().RegisterMethod(
+      L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", [](MethodCall& call) {
+        call.out[L"ProcessedByteLength"] = WmiValue::UInt64(1 << 20);
+        call.out[L"ChangedByteOffsets"] = WmiValue::Array(std::vector<std::wstring>{L"0", L"4096"});
+        call.out[L"ChangedByteLengths"] = WmiValue::Array(std::vector<std::wstring>{L"4096"});
+        return 0u;
+      });
+  const auto e = [&] {
+    try {
+      GetVirtualDiskChanges(*service_, L"D:\\x.vhdx", L"rctX:any");
+    } catch (const DefaultException& raised) {
+      return raised;
+    }
+    return DefaultException(0, L"nothing raised");
+  }();
+  EXPECT_EQ(e.GetErrorCode(), 0xFFFFFFFFu);
+  EXPECT_STREQ(e.GetMessageDescription(),
+               L"GetVirtualDiskChanges returned fewer lengths than offsets");
+}
+
+// A pass that processes nothing ends the walk, keeping what earlier passes found.
+TEST_F(SimHostTest, ZeroProcessedEndsTheWalk) {
+  CreateDiskFile(Core(), L"D:\\y.vhdx", 1 << 20, L"");
+  int passes = 0;
+  Core().RegisterMethod(
+      L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", [&passes](MethodCall& call) {
+        const bool first = passes++ == 0;
+        call.out[L"ProcessedByteLength"] = WmiValue::UInt64(first ? 8192 : 0);
+        call.out[L"ChangedByteOffsets"] =
+            WmiValue::Array(std::vector<std::wstring>{first ? L"0" : L"8192"});
+        call.out[L"ChangedByteLengths"] = WmiValue::Array(std::vector<std::wstring>{L"4096"});
+        return 0u;
+      });
+  const auto ranges = GetVirtualDiskChanges(*service_, L"D:\\y.vhdx", L"rctX:any");
+  EXPECT_EQ(passes, 2);
+  ASSERT_EQ(ranges.size(), 2u);
+  EXPECT_EQ(ranges[1].offset, 8192u);
+}
+
+}  // namespace
+}  // namespace quorvane::sim
