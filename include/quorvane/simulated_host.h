@@ -28,7 +28,8 @@ struct HostOptions {
   // Credentials a remote connection must present; empty accepts any.
   std::wstring user;
   std::wstring password;
-  // Whether the host publishes its processor and memory templates and configuration versions.
+  // Whether the host publishes its resource pools with their default settings (devices,
+  // processor and memory templates) and its configuration versions.
   bool capabilities = true;
   // How long a machine reports "merging disks" (operational status 32772) after a checkpoint
   // is removed.

@@ -1,7 +1,8 @@
 #include "entry/root_object.h"
 
+#include "editing/machine_builder.h"
+#include "editing/machine_editor.h"
 #include "entry/hresult.h"
-#include "entry/not_available.h"
 #include "inventory/machine_enumerator.h"
 #include "inventory/machine_info.h"
 #include "inventory/switch_enumerator.h"
@@ -89,11 +90,11 @@ bool Quorvane::SupportsVersion62() {
 }
 
 IMachineBuilder* Quorvane::CreateMachineBuilder() {
-  ThrowNotAvailable(L"CreateMachineBuilder");
+  return MachineBuilder::Create(Virtualization());
 }
 
-IMachineEditor* Quorvane::CreateMachineEditor(const wchar_t*) {
-  ThrowNotAvailable(L"CreateMachineEditor");
+IMachineEditor* Quorvane::CreateMachineEditor(const wchar_t* machineId) {
+  return MachineEditor::Create(services_, RequireText(machineId, L"Machine id"));
 }
 
 IEthernetSwithEnumerator* Quorvane::CreateSwitchEnumerator() {

@@ -20,6 +20,9 @@ std::optional<std::wstring> WmiStatusText(HResult status);
 // The calling thread's last OS error code.
 std::uint32_t LastOsError();
 
+// A new GUID as text, the way the system writes one (lower case, no braces).
+std::wstring NewGuidText();
+
 // Converts a FILETIME count read as this machine's local time into UTC.
 std::int64_t LocalFileTimeToUtc(std::int64_t localFileTime);
 

@@ -1,7 +1,9 @@
 // Platform functions for systems without Windows: built-in message texts for the statuses this
 // library meets, and the C library's local time.
 #include <cerrno>
+#include <cwchar>
 #include <ctime>
+#include <random>
 
 #include "platform/platform.h"
 
@@ -85,6 +87,20 @@ std::optional<std::wstring> WmiStatusText(HResult status) {
 
 std::uint32_t LastOsError() {
   return static_cast<std::uint32_t>(errno);
+}
+
+std::wstring NewGuidText() {
+  std::random_device device;
+  std::uint32_t words[4];
+  for (auto& word : words) {
+    word = device();
+  }
+  words[1] = (words[1] & 0xFFFF0FFFu) | 0x00004000u;  // version 4
+  words[2] = (words[2] & 0x3FFFFFFFu) | 0x80000000u;  // variant 1
+  wchar_t text[40];
+  std::swprintf(text, 40, L"%08x-%04x-%04x-%04x-%04x%08x", words[0], words[1] >> 16,
+                words[1] & 0xFFFFu, words[2] >> 16, words[2] & 0xFFFFu, words[3]);
+  return text;
 }
 
 std::int64_t LocalFileTimeToUtc(std::int64_t localFileTime) {

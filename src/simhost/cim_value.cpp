@@ -181,6 +181,12 @@ std::optional<WmiValue> CoerceScalar(CimType type, const WmiValue& value) {
     case CimType::Object:
       return value.Kind() == WmiKind::Object ? std::optional(value) : std::nullopt;
     case CimType::String:
+      // Put turns numbers into their decimal text for a string property.
+      if (value.Kind() == WmiKind::UInt8 || value.Kind() == WmiKind::Int16 ||
+          value.Kind() == WmiKind::Int32) {
+        return WmiValue::String(std::to_wstring(value.AsInteger()));
+      }
+      return value.Kind() == WmiKind::String ? std::optional(value) : std::nullopt;
     case CimType::Datetime:
     case CimType::Reference:
       return value.Kind() == WmiKind::String ? std::optional(value) : std::nullopt;

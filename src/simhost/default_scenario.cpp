@@ -17,6 +17,7 @@ std::shared_ptr<HostCore> BuildHost(const HostSettings& settings) {
   host->SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", true);
   AddHostSystem(*host);
   if (settings.capabilities) {
+    AddDevicePools(*host);
     AddCapabilities(*host);
   }
   InstallProviderBehaviours(*host);

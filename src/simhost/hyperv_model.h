@@ -40,6 +40,8 @@ void AddHostSystem(HostCore& host);
 // Pools, allocation capabilities, the processor and memory templates and the supported
 // configuration versions.
 void AddCapabilities(HostCore& host);
+// Resource pools of the devices a client adds, each with its default settings.
+void AddDevicePools(HostCore& host);
 
 // A machine with its realized (or planned) settings, memory and processor settings. Returns the
 // machine's Msvm_ComputerSystem (for a planned machine, its settings).
@@ -71,6 +73,22 @@ std::pair<Repository::Id, std::uint32_t> FreePlace(HostCore& host, Repository::I
 Repository::Id AddScsiController(HostCore& host, Repository::Id settings);
 // The controllers a new machine has: two IDE controllers for generation 1, one SCSI for 2.
 void AddDefaultControllers(HostCore& host, Repository::Id settings, bool generation2);
+void AddPart(Repository& repository, Repository::Id settings, Repository::Id part);
+inline constexpr wchar_t kDiskDriveSubType[] = L"Microsoft:Hyper-V:Synthetic Disk Drive";
+inline constexpr wchar_t kDvdDriveSubType[] = L"Microsoft:Hyper-V:Synthetic DVD Drive";
+inline constexpr wchar_t kHardDiskSubType[] = L"Microsoft:Hyper-V:Virtual Hard Disk";
+inline constexpr wchar_t kDvdMediumSubType[] = L"Microsoft:Hyper-V:Virtual CD/DVD Disk";
+
+// A drive on the controller's slot; `properties` (from a client's text) come before the
+// drive's own place, which wins.
+Repository::Id CreateDrive(HostCore& host, Repository::Id settings, Repository::Id controller,
+                           std::uint32_t slot, bool dvd, PropertyList properties);
+// The disk or image in a drive.
+Repository::Id CreateMedium(HostCore& host, Repository::Id settings, Repository::Id drive,
+                            const std::wstring& path, bool dvd, PropertyList properties);
+bool SlotTaken(const Repository& repository, Repository::Id settings, Repository::Id controller,
+               std::uint32_t slot);
+std::uint32_t SlotsOf(const Repository& repository, Repository::Id controller);
 // A drive on the controller's slot with the disk or image in it; returns the storage allocation.
 Repository::Id AttachDrive(HostCore& host, Repository::Id settings, Repository::Id controller,
                            std::uint32_t slot, const std::wstring& path, bool dvd);

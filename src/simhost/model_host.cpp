@@ -100,6 +100,42 @@ void AddHostSystem(HostCore& host) {
               WmiValue::String(L"C:\\ProgramData\\Microsoft\\Windows\\Virtual Hard Disks")}});
 }
 
+// Pools of devices, each with its default settings: new devices start from these.
+void AddDevicePools(HostCore& host) {
+  Repository& v2 = host.Namespace(kVirtualizationNamespace);
+  struct DevicePool {
+    const wchar_t* subType;
+    std::int32_t resourceType;
+    const wchar_t* settingsClass;
+    const wchar_t* name;
+  };
+  const DevicePool pools[] = {
+      {L"Microsoft:Hyper-V:Synthetic Disk Drive", 17, L"Msvm_ResourceAllocationSettingData",
+       L"Hard Drive"},
+      {L"Microsoft:Hyper-V:Synthetic DVD Drive", 16, L"Msvm_ResourceAllocationSettingData",
+       L"DVD Drive"},
+      {L"Microsoft:Hyper-V:Virtual Hard Disk", 31, L"Msvm_StorageAllocationSettingData",
+       L"Hard Disk Image"},
+      {L"Microsoft:Hyper-V:Virtual CD/DVD Disk", 31, L"Msvm_StorageAllocationSettingData",
+       L"ISO Disk Image"},
+      {L"Microsoft:Hyper-V:Synthetic SCSI Controller", 6, L"Msvm_ResourceAllocationSettingData",
+       L"SCSI Controller"},
+      {L"Microsoft:Hyper-V:Synthetic Ethernet Port", 10, L"Msvm_SyntheticEthernetPortSettingData",
+       L"Default Synthetic Ethernet Port"},
+      {L"Microsoft:Hyper-V:Ethernet Connection", 33, L"Msvm_EthernetPortAllocationSettingData",
+       L"Default Ethernet Connection"},
+  };
+  for (const auto& pool : pools) {
+    const std::wstring id = host.NewGuid();
+    PropertyList defaults = {{L"ElementName", WmiValue::String(pool.name)}};
+    if (pool.resourceType == 33) {
+      defaults.emplace_back(L"EnabledState", WmiValue::Int32(2));
+    }
+    AddPool(v2, L"Msvm_ResourcePool", id.c_str(), pool.resourceType, pool.subType,
+            pool.settingsClass, {{L"Default", pool.name, 0, 0, defaults}});
+  }
+}
+
 void AddCapabilities(HostCore& host) {
   Repository& v2 = host.Namespace(kVirtualizationNamespace);
   const std::wstring& name = host.Settings().name;

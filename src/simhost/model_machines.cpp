@@ -21,11 +21,6 @@ std::vector<Repository::Id> Linked(const Repository& repository, Repository::Id 
   return ends;
 }
 
-void AddPart(Repository& repository, Repository::Id settings, Repository::Id part) {
-  repository.Associate(L"Msvm_VirtualSystemSettingDataComponent", L"GroupComponent", settings,
-                       L"PartComponent", part);
-}
-
 // "web - (11/22/2026 - 2:27:45 AM)", as Hyper-V names a new checkpoint.
 std::wstring SnapshotName(const std::wstring& machineName, const std::wstring& now) {
   const int hour = std::stoi(now.substr(8, 2));
@@ -147,6 +142,12 @@ Repository::Id DefineMachine(HostCore& host, const MachineDefinition& definition
                  {L"Weight", WmiValue::Int32(100)}});
   AddPart(v2, settings, memory);
   AddPart(v2, settings, processor);
+  AddPart(v2, settings,
+          v2.Create(L"Msvm_SecuritySettingData",
+                    {{L"InstanceID", WmiValue::String(instance + L"\\SecuritySettingData")},
+                     {L"TpmEnabled", WmiValue::Boolean(false)},
+                     {L"ShieldingRequested", WmiValue::Boolean(false)},
+                     {L"EncryptStateAndVmMigrationTraffic", WmiValue::Boolean(false)}}));
   AddDefaultControllers(host, settings, definition.generation2);
   if (definition.planned) {
     return settings;

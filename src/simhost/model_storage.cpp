@@ -45,12 +45,21 @@ std::optional<std::uint32_t> FirstFreeSlot(const Repository& repository, Reposit
   return std::nullopt;
 }
 
+// The last value given for a property wins.
+PropertyList Deduplicated(const PropertyList& properties) {
+  PropertyMap last;
+  for (const auto& [name, value] : properties) {
+    last[name] = value;
+  }
+  return {last.begin(), last.end()};
+}
+
+}  // namespace
+
 void AddPart(Repository& repository, Repository::Id settings, Repository::Id part) {
   repository.Associate(L"Msvm_VirtualSystemSettingDataComponent", L"GroupComponent", settings,
                        L"PartComponent", part);
 }
-
-}  // namespace
 
 std::vector<Repository::Id> ControllersOf(const Repository& repository, Repository::Id settings) {
   std::vector<Repository::Id> controllers;
@@ -114,32 +123,57 @@ std::pair<Repository::Id, std::uint32_t> FreePlace(HostCore& host, Repository::I
   return {controller, slot ? *slot : kScsiSlots};
 }
 
-Repository::Id AttachDrive(HostCore& host, Repository::Id settings, Repository::Id controller,
-                           std::uint32_t slot, const std::wstring& path, bool dvd) {
+Repository::Id CreateDrive(HostCore& host, Repository::Id settings, Repository::Id controller,
+                           std::uint32_t slot, bool dvd, PropertyList properties) {
   Repository& v2 = host.Namespace(kVirtualizationNamespace);
   const std::wstring place =
       v2.Property(controller, L"InstanceID").AsWideString() + L"\\" + std::to_wstring(slot);
-  const auto drive = v2.Create(
-      L"Msvm_ResourceAllocationSettingData",
-      {{L"InstanceID", WmiValue::String(place + L"\\D")},
-       {L"ElementName", WmiValue::String(dvd ? L"DVD Drive" : L"Hard Drive")},
+  properties.insert(
+      properties.begin(),
+      {{L"ElementName", WmiValue::String(dvd ? L"DVD Drive" : L"Hard Drive")},
        {L"ResourceType", WmiValue::Int32(dvd ? 16 : 17)},
-       {L"ResourceSubType", WmiValue::String(dvd ? L"Microsoft:Hyper-V:Synthetic DVD Drive"
-                                                 : L"Microsoft:Hyper-V:Synthetic Disk Drive")},
-       {L"Parent", WmiValue::String(v2.FullPath(controller))},
-       {L"AddressOnParent", WmiValue::String(std::to_wstring(slot))}});
+       {L"ResourceSubType", WmiValue::String(dvd ? kDvdDriveSubType : kDiskDriveSubType)}});
+  properties.emplace_back(L"InstanceID", WmiValue::String(place + L"\\D"));
+  properties.emplace_back(L"Parent", WmiValue::String(v2.FullPath(controller)));
+  properties.emplace_back(L"AddressOnParent", WmiValue::String(std::to_wstring(slot)));
+  const auto drive = v2.Create(L"Msvm_ResourceAllocationSettingData", Deduplicated(properties));
   AddPart(v2, settings, drive);
-  const auto allocation = v2.Create(
-      L"Msvm_StorageAllocationSettingData",
-      {{L"InstanceID", WmiValue::String(place + L"\\L")},
-       {L"ElementName", WmiValue::String(dvd ? L"ISO Disk Image" : L"Hard Disk Image")},
+  return drive;
+}
+
+Repository::Id CreateMedium(HostCore& host, Repository::Id settings, Repository::Id drive,
+                            const std::wstring& path, bool dvd, PropertyList properties) {
+  Repository& v2 = host.Namespace(kVirtualizationNamespace);
+  std::wstring place = v2.Property(drive, L"InstanceID").AsWideString();
+  place = place.substr(0, place.size() - 1) + L"L";
+  properties.insert(
+      properties.begin(),
+      {{L"ElementName", WmiValue::String(dvd ? L"ISO Disk Image" : L"Hard Disk Image")},
        {L"ResourceType", WmiValue::Int32(31)},
-       {L"ResourceSubType", WmiValue::String(dvd ? L"Microsoft:Hyper-V:Virtual CD/DVD Disk"
-                                                 : L"Microsoft:Hyper-V:Virtual Hard Disk")},
-       {L"HostResource", WmiValue::Array(std::vector<std::wstring>{path})},
-       {L"Parent", WmiValue::String(v2.FullPath(drive))}});
-  AddPart(v2, settings, allocation);
-  return allocation;
+       {L"ResourceSubType", WmiValue::String(dvd ? kDvdMediumSubType : kHardDiskSubType)}});
+  properties.emplace_back(L"InstanceID", WmiValue::String(place));
+  properties.emplace_back(L"HostResource", WmiValue::Array(std::vector<std::wstring>{path}));
+  properties.emplace_back(L"Parent", WmiValue::String(v2.FullPath(drive)));
+  const auto medium = v2.Create(L"Msvm_StorageAllocationSettingData", Deduplicated(properties));
+  AddPart(v2, settings, medium);
+  return medium;
+}
+
+Repository::Id AttachDrive(HostCore& host, Repository::Id settings, Repository::Id controller,
+                           std::uint32_t slot, const std::wstring& path, bool dvd) {
+  const auto drive = CreateDrive(host, settings, controller, slot, dvd, {});
+  return CreateMedium(host, settings, drive, path, dvd, {});
+}
+
+bool SlotTaken(const Repository& repository, Repository::Id settings, Repository::Id controller,
+               std::uint32_t slot) {
+  const auto used = UsedSlots(repository, settings, controller);
+  return std::find(used.begin(), used.end(), slot) != used.end();
+}
+
+std::uint32_t SlotsOf(const Repository& repository, Repository::Id controller) {
+  return repository.Property(controller, L"ResourceType").AsInteger() == kIdeType ? kIdeSlots
+                                                                                  : kScsiSlots;
 }
 
 VirtualDisk& CreateDiskFile(HostCore& host, const std::wstring& path, std::uint64_t size,

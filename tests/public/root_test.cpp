@@ -102,12 +102,5 @@ TEST(RootTest, MaxVersionIsComparedAsText) {
   EXPECT_FALSE(Own(host.CreateQuorvane())->SupportsVersion62());
 }
 
-TEST(RootTest, ObjectsOfLaterStagesSayTheyAreNotAvailable) {
-  auto host = SimulatedHost::Create();
-  auto root = Own(host.CreateQuorvane());
-  EXPECT_STREQ(Raised([&] { root->CreateMachineBuilder(); }).GetMessageDescription(),
-               L"CreateMachineBuilder is not available yet");
-}
-
 }  // namespace
 }  // namespace quorvane::testing

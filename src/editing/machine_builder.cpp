@@ -1,0 +1,111 @@
+#include "editing/machine_builder.h"
+
+#include <new>
+
+#include "editing/network.h"
+#include "editing/resource_settings.h"
+#include "editing/storage.h"
+#include "quorvane/exceptions.h"
+#include "wmi/wmi_job.h"
+#include "wmi/wmi_read.h"
+
+namespace quorvane {
+namespace {
+
+constexpr wchar_t kGeneration2[] = L"Microsoft:Hyper-V:SubType:2";
+
+std::wstring ProcessorText(IWmiService& service, IWmiObject& settings,
+                           const MachineSettings& wanted) {
+  const auto processor = FirstOrNew(service, settings, L"Msvm_ProcessorSettingData");
+  processor->SetProperty(L"VirtualQuantity", WmiValue::String(DecimalText(wanted.processorCount)));
+  return processor->GetText();
+}
+
+std::wstring MemoryText(IWmiService& service, IWmiObject& settings, const MachineSettings& wanted) {
+  const auto memory = FirstOrNew(service, settings, L"Msvm_MemorySettingData");
+  if (wanted.memorySet) {
+    memory->SetProperty(L"VirtualQuantity", WmiValue::String(DecimalText(wanted.memoryMegabytes)));
+  }
+  if (wanted.dynamicMemorySet) {
+    // Written as the text "1" or "0", not as a boolean.
+    memory->SetProperty(L"DynamicMemoryEnabled",
+                        WmiValue::String(wanted.dynamicMemory ? L"1" : L"0"));
+  }
+  return memory->GetText();
+}
+
+}  // namespace
+
+std::vector<std::wstring> ProcessorAndMemoryTexts(IWmiService& service, IWmiObject& settings,
+                                                  const MachineSettings& wanted, bool memoryFirst) {
+  std::vector<std::wstring> texts;
+  const bool memory = memoryFirst ? (wanted.memorySet || wanted.dynamicMemory)
+                                  : (wanted.memorySet || wanted.dynamicMemorySet);
+  if (!memoryFirst && wanted.processorCountSet) {
+    texts.push_back(ProcessorText(service, settings, wanted));
+  }
+  if (memory) {
+    texts.push_back(MemoryText(service, settings, wanted));
+  }
+  if (memoryFirst && wanted.processorCountSet) {
+    texts.push_back(ProcessorText(service, settings, wanted));
+  }
+  return texts;
+}
+
+MachineBuilder* MachineBuilder::Create(WmiServicePtr service) {
+  return new (std::nothrow) MachineBuilder(std::move(service));
+}
+
+WmiObjectPtr MachineBuilder::DefineSystem(IWmiObject& managementService) {
+  const auto system = service_->SpawnInstance(L"Msvm_VirtualSystemSettingData");
+  system->SetProperty(L"ElementName", WmiValue::String(settings_.name));
+  if (settings_.generation2) {
+    system->SetProperty(L"VirtualSystemSubType", WmiValue::String(kGeneration2));
+    if (settings_.secureBootSet) {
+      system->SetProperty(L"SecureBootEnabled", WmiValue::Int32(settings_.secureBoot ? 1 : 0));
+    }
+  }
+  if (!settings_.version.empty()) {
+    system->SetProperty(L"Version", WmiValue::String(settings_.version));
+  }
+  if (!settings_.configurationDataRoot.empty()) {
+    system->SetProperty(L"ConfigurationDataRoot",
+                        WmiValue::String(settings_.configurationDataRoot));
+  }
+  if (!settings_.snapshotDataRoot.empty()) {
+    system->SetProperty(L"SnapshotDataRoot", WmiValue::String(settings_.snapshotDataRoot));
+  }
+  if (settings_.dynamicMemory) {
+    system->SetProperty(L"VirtualNumaEnabled", WmiValue::Int32(0));
+  }
+  const auto method = managementService.CreateMethod(L"DefineSystem");
+  method->SetParameter(L"SystemSettings", WmiValue::String(system->GetText()));
+  WmiJob(service_, method).Run();
+  return service_->GetObject(method->GetOutParameter(L"ResultingSystem").AsWideString());
+}
+
+void MachineBuilder::Commit() {
+  std::vector<std::wstring> adapterTexts;
+  for (std::size_t i = 0; i < settings_.adapters.size(); ++i) {
+    adapterTexts.push_back(NewSyntheticAdapterText(*service_));
+  }
+  const auto managementService = service_->QueryFirst(L"Msvm_VirtualSystemManagementService");
+  const auto system = DefineSystem(*managementService);
+  machineId_ = ReadText(*system, L"Name");
+  const auto allSettings = system->GetAssociatorsOfClass(L"Msvm_VirtualSystemSettingData");
+  if (allSettings.empty()) {
+    throw ObjectNotFoundException(kLibraryErrorCode, L"Cannot find VirtualSystemSettingData");
+  }
+  IWmiObject& settings = *allSettings.front();
+  AttachDisks(service_, *managementService, settings, settings_.disks, {},
+              {settings_.generation2, settings_.scsiDataDisks});
+  ModifyResources(service_, *managementService,
+                  ProcessorAndMemoryTexts(*service_, settings, settings_, false));
+  AddResources(service_, *managementService, settings, adapterTexts);
+  if (!settings_.adapters.empty()) {
+    ConnectAdapters(service_, *managementService, settings, settings_.adapters);
+  }
+}
+
+}  // namespace quorvane
