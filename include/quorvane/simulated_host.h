@@ -126,6 +126,9 @@ class QUORVANE_API SimulatedHost {
   // Takes the disk (its drive and allocation) off the machine; a disk the machine runs on through
   // a checkpoint's differencing file counts as that file.
   void DetachDisk(const std::wstring& machineId, const std::wstring& path);
+  // The machine's security settings (TPM, shielding, state encryption).
+  void SetMachineSecurity(const std::wstring& machineId, bool tpm, bool shielding,
+                          bool encryptState);
   // A guest write: the bytes count as changed for change tracking.
   void WriteToDisk(const std::wstring& path, std::uint64_t offset, std::uint64_t length);
   // Makes every change tracking identifier of the disk's chain issued so far unknown.

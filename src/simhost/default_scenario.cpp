@@ -8,6 +8,8 @@ void InstallProviderBehaviours(HostCore& host) {
   InstallLifecycleBehaviours(host);
   InstallSnapshotBehaviours(host);
   InstallStorageBehaviours(host);
+  InstallEditingBehaviours(host);
+  InstallSecurityBehaviours(host);
 }
 
 std::shared_ptr<HostCore> BuildHost(const HostSettings& settings) {

@@ -8,5 +8,7 @@ namespace quorvane::sim {
 void InstallLifecycleBehaviours(HostCore& host);
 void InstallSnapshotBehaviours(HostCore& host);
 void InstallStorageBehaviours(HostCore& host);
+void InstallEditingBehaviours(HostCore& host);
+void InstallSecurityBehaviours(HostCore& host);
 
 }  // namespace quorvane::sim

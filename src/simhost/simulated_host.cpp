@@ -207,6 +207,21 @@ void SimulatedHost::DetachDisk(const std::wstring& machineId, const std::wstring
   throw DefaultException(kLibraryErrorCode, (L"The machine has no disk " + path).c_str());
 }
 
+void SimulatedHost::SetMachineSecurity(const std::wstring& machineId, bool tpm, bool shielding,
+                                       bool encryptState) {
+  std::lock_guard lock(core_->Mutex());
+  Repository& v2 = core_->Namespace(kVirtualizationNamespace);
+  const auto id = v2.Find(
+      FormatRelativePath(L"Msvm_SecuritySettingData",
+                         {{L"InstanceID", L"Microsoft:" + machineId + L"\\SecuritySettingData"}}));
+  if (!id) {
+    throw DefaultException(kLibraryErrorCode, (L"No machine " + machineId).c_str());
+  }
+  v2.Set(*id, L"TpmEnabled", WmiValue::Boolean(tpm));
+  v2.Set(*id, L"ShieldingRequested", WmiValue::Boolean(shielding));
+  v2.Set(*id, L"EncryptStateAndVmMigrationTraffic", WmiValue::Boolean(encryptState));
+}
+
 void SimulatedHost::WriteToDisk(const std::wstring& path, std::uint64_t offset,
                                 std::uint64_t length) {
   std::lock_guard lock(core_->Mutex());
