@@ -1,8 +1,8 @@
 // Platform functions for systems without Windows: built-in message texts for the statuses this
 // library meets, and the C library's local time.
 #include <cerrno>
-#include <cwchar>
 #include <ctime>
+#include <cwchar>
 #include <random>
 
 #include "platform/platform.h"

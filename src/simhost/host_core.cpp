@@ -294,9 +294,9 @@ HostCore::MethodResult HostCore::ExecMethod(const std::wstring& nameSpace, const
                                             const std::wstring& method, const PropertyList& in) {
   std::lock_guard lock(mutex_);
   PropertyList given;
-  for (const auto& entry : in) {
-    if (!entry.second.IsNull()) {
-      given.push_back(entry);
+  for (const auto& [name, value] : in) {
+    if (!value.IsNull()) {
+      given.emplace_back(name, DetachObjects(value));
     }
   }
   Record(Operation::ExecMethod, nameSpace, path, method, given);

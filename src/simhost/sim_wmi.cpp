@@ -265,6 +265,31 @@ WmiObjectPtr MakeDetachedObject(const ClassDef& cls, const PropertyList& propert
   return object;
 }
 
+WmiValue DetachObjects(const WmiValue& value) {
+  if (value.Kind() != WmiKind::Object) {
+    return value;
+  }
+  const auto detach = [](const WmiValue& item) {
+    const auto* object = dynamic_cast<const SimObject*>(item.AsObject().get());
+    if (object == nullptr || object->Copy().cls == nullptr) {
+      return WmiValue();
+    }
+    PropertyList properties;
+    for (const auto& [name, property] : object->Copy().properties) {
+      properties.emplace_back(name, DetachObjects(property));
+    }
+    return WmiValue::Object(MakeDetachedObject(*object->Copy().cls, properties));
+  };
+  if (!value.IsArray()) {
+    return detach(value);
+  }
+  std::vector<WmiObjectPtr> objects;
+  for (const auto& item : value.Elements()) {
+    objects.push_back(detach(item).AsObject());
+  }
+  return WmiValue::Array(std::move(objects));
+}
+
 ParsedInstance ParseEmbeddedInstance(std::wstring_view text) {
   return ParseInstanceText(text, [](const ParsedInstance& parsed) {
     return MakeDetachedObject(*parsed.cls, parsed.properties);

@@ -90,6 +90,10 @@ class SimMethod final : public IWmiMethod {
 // provider hands out (such as "cmdletOutput"). Its properties are local; it has no methods.
 WmiObjectPtr MakeDetachedObject(const ClassDef& cls, const PropertyList& properties);
 
+// The same value with every embedded object replaced by a detached copy: what the host keeps
+// must not hold on to a client's service (and through it, to the host).
+WmiValue DetachObjects(const WmiValue& value);
+
 // Reads an embedded instance's text the way the provider receives it.
 ParsedInstance ParseEmbeddedInstance(std::wstring_view text);
 
