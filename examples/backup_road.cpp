@@ -1,28 +1,17 @@
 // The road of an incremental backup: a recovery checkpoint turned into change tracking
 // identifiers, then, at the next backup, the byte ranges each disk changed since then.
 // Runs on the default simulated host, where the guest's writes are simulated too.
+#include <quorvane/owned.h>
 #include <quorvane/quorvane.h>
 #include <quorvane/simulated_host.h>
 
 #include <cstdio>
 #include <map>
-#include <memory>
 #include <string>
 
 namespace {
 
-struct Releaser {
-  void operator()(quorvane::IDestroy* object) const {
-    if (object != nullptr) {
-      object->Release();
-    }
-  }
-};
-
-template <typename T>
-std::unique_ptr<T, Releaser> Own(T* object) {
-  return std::unique_ptr<T, Releaser>(object);
-}
+using quorvane::Own;
 
 // Finds the machine called `name`; returns its identifier.
 std::wstring FindMachine(quorvane::IQuorvane& root, const std::wstring& name) {

@@ -1,26 +1,15 @@
 // Defines a machine with two disks and an adapter on a VLAN, then edits it: a new name, more
 // memory, and one disk instead of two. Runs on the default simulated host.
+#include <quorvane/owned.h>
 #include <quorvane/quorvane.h>
 #include <quorvane/simulated_host.h>
 
 #include <cstdio>
-#include <memory>
 #include <string>
 
 namespace {
 
-struct Releaser {
-  void operator()(quorvane::IDestroy* object) const {
-    if (object != nullptr) {
-      object->Release();
-    }
-  }
-};
-
-template <typename T>
-std::unique_ptr<T, Releaser> Own(T* object) {
-  return std::unique_ptr<T, Releaser>(object);
-}
+using quorvane::Own;
 
 // The identifier of the switch called `name`.
 std::wstring FindSwitch(quorvane::IQuorvane& root, const std::wstring& name) {

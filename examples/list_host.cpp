@@ -1,26 +1,15 @@
 // Lists a host's machines with their settings, its virtual switches and its limits.
 // Runs on the default simulated host; with a real host, take the root object from
 // quorvane::CreateQuorvaneLocal() instead.
+#include <quorvane/owned.h>
 #include <quorvane/quorvane.h>
 #include <quorvane/simulated_host.h>
 
 #include <cstdio>
-#include <memory>
 
 namespace {
 
-struct Releaser {
-  void operator()(quorvane::IDestroy* object) const {
-    if (object != nullptr) {
-      object->Release();
-    }
-  }
-};
-
-template <typename T>
-std::unique_ptr<T, Releaser> Own(T* object) {
-  return std::unique_ptr<T, Releaser>(object);
-}
+using quorvane::Own;
 
 void ListMachines(quorvane::IQuorvane& root) {
   std::printf("Machines (highest configuration version %ls):\n", root.GetMaxVersion());

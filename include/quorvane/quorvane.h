@@ -10,6 +10,7 @@
 #include "quorvane/export.h"
 #include "quorvane/inventory.h"
 #include "quorvane/lifecycle.h"
+#include "quorvane/owned.h"
 #include "quorvane/snapshots.h"
 
 namespace quorvane {

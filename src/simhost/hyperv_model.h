@@ -74,6 +74,9 @@ Repository::Id AddScsiController(HostCore& host, Repository::Id settings);
 // The controllers a new machine has: two IDE controllers for generation 1, one SCSI for 2.
 void AddDefaultControllers(HostCore& host, Repository::Id settings, bool generation2);
 void AddPart(Repository& repository, Repository::Id settings, Repository::Id part);
+// The objects at the other end of the associations of this class in which `from` plays `role`.
+std::vector<Repository::Id> LinkedEnds(const Repository& repository, Repository::Id from,
+                                       std::wstring_view association, std::wstring_view role);
 inline constexpr wchar_t kDiskDriveSubType[] = L"Microsoft:Hyper-V:Synthetic Disk Drive";
 inline constexpr wchar_t kDvdDriveSubType[] = L"Microsoft:Hyper-V:Synthetic DVD Drive";
 inline constexpr wchar_t kHardDiskSubType[] = L"Microsoft:Hyper-V:Virtual Hard Disk";

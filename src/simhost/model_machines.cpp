@@ -9,18 +9,6 @@ namespace {
 constexpr wchar_t kMemorySuffix[] = L"\\4764334d-e001-4176-82ee-5594ec9b530e";
 constexpr wchar_t kProcessorSuffix[] = L"\\b637f346-6a0e-4dec-af52-bd70cb80a21d\\0";
 
-std::vector<Repository::Id> Linked(const Repository& repository, Repository::Id from,
-                                   std::wstring_view association, std::wstring_view role) {
-  std::vector<Repository::Id> ends;
-  for (const auto& link : repository.LinksOf(from)) {
-    if (EqualsNoCase(repository.Get(link.association).cls->name, association) &&
-        EqualsNoCase(link.role, role)) {
-      ends.push_back(link.endpoint);
-    }
-  }
-  return ends;
-}
-
 // "web - (11/22/2026 - 2:27:45 AM)", as Hyper-V names a new checkpoint.
 std::wstring SnapshotName(const std::wstring& machineName, const std::wstring& now) {
   const int hour = std::stoi(now.substr(8, 2));
@@ -82,7 +70,8 @@ void StartDifferencingDisks(HostCore& host, Repository::Id realized, const std::
 }  // namespace
 
 std::vector<Repository::Id> PartsOf(const Repository& repository, Repository::Id settings) {
-  return Linked(repository, settings, L"Msvm_VirtualSystemSettingDataComponent", L"GroupComponent");
+  return LinkedEnds(repository, settings, L"Msvm_VirtualSystemSettingDataComponent",
+                    L"GroupComponent");
 }
 
 Repository::Id DefineMachine(HostCore& host, const MachineDefinition& definition) {
@@ -275,7 +264,8 @@ Repository::Id AddSwitch(HostCore& host, const std::wstring& name, std::wstring 
 
 std::optional<Repository::Id> RealizedSettingsOf(const Repository& repository,
                                                  Repository::Id machine) {
-  const auto settings = Linked(repository, machine, L"Msvm_SettingsDefineState", L"ManagedElement");
+  const auto settings =
+      LinkedEnds(repository, machine, L"Msvm_SettingsDefineState", L"ManagedElement");
   return settings.empty() ? std::nullopt : std::optional(settings.front());
 }
 

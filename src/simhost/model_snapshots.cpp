@@ -8,18 +8,6 @@ namespace {
 constexpr std::int32_t kStatusOk = 2;
 constexpr std::int32_t kMergingDisks = 32772;
 
-std::vector<Repository::Id> Ends(const Repository& repository, Repository::Id from,
-                                 std::wstring_view association, std::wstring_view role) {
-  std::vector<Repository::Id> ends;
-  for (const auto& link : repository.LinksOf(from)) {
-    if (EqualsNoCase(repository.Get(link.association).cls->name, association) &&
-        EqualsNoCase(link.role, role)) {
-      ends.push_back(link.endpoint);
-    }
-  }
-  return ends;
-}
-
 void Unlink(Repository& repository, Repository::Id from, std::wstring_view association) {
   for (const auto& link : repository.LinksOf(from)) {
     if (repository.Contains(link.association) &&
@@ -69,7 +57,7 @@ void ReportMerging(HostCore& host, Repository::Id machine) {
 }  // namespace
 
 std::vector<Repository::Id> SnapshotsOf(const Repository& repository, Repository::Id machine) {
-  return Ends(repository, machine, L"Msvm_SnapshotOfVirtualSystem", L"Antecedent");
+  return LinkedEnds(repository, machine, L"Msvm_SnapshotOfVirtualSystem", L"Antecedent");
 }
 
 std::optional<Repository::Id> MachineOf(const Repository& repository, Repository::Id settings) {
@@ -95,9 +83,8 @@ void RemoveSnapshot(HostCore& host, Repository::Id machine, Repository::Id snaps
   if (const auto realized = RealizedSettingsOf(v2, machine)) {
     children.push_back(*realized);
   }
-  const bool wasCurrent =
-      !Ends(v2, machine, L"Msvm_MostCurrentSnapshotInBranch", L"Antecedent").empty() &&
-      Ends(v2, machine, L"Msvm_MostCurrentSnapshotInBranch", L"Antecedent").front() == snapshot;
+  const auto current = LinkedEnds(v2, machine, L"Msvm_MostCurrentSnapshotInBranch", L"Antecedent");
+  const bool wasCurrent = !current.empty() && current.front() == snapshot;
   for (const auto part : PartsOf(v2, snapshot)) {
     v2.Delete(part);
   }
@@ -127,7 +114,7 @@ void DestroyMachine(Repository& repository, Repository::Id machine) {
     settings.push_back(*realized);
   }
   for (const auto merge :
-       Ends(repository, machine, L"Msvm_ElementSettingData", L"ManagedElement")) {
+       LinkedEnds(repository, machine, L"Msvm_ElementSettingData", L"ManagedElement")) {
     repository.Delete(merge);
   }
   for (const auto each : settings) {

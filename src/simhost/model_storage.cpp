@@ -56,6 +56,18 @@ PropertyList Deduplicated(const PropertyList& properties) {
 
 }  // namespace
 
+std::vector<Repository::Id> LinkedEnds(const Repository& repository, Repository::Id from,
+                                       std::wstring_view association, std::wstring_view role) {
+  std::vector<Repository::Id> ends;
+  for (const auto& link : repository.LinksOf(from)) {
+    if (EqualsNoCase(repository.Get(link.association).cls->name, association) &&
+        EqualsNoCase(link.role, role)) {
+      ends.push_back(link.endpoint);
+    }
+  }
+  return ends;
+}
+
 void AddPart(Repository& repository, Repository::Id settings, Repository::Id part) {
   repository.Associate(L"Msvm_VirtualSystemSettingDataComponent", L"GroupComponent", settings,
                        L"PartComponent", part);

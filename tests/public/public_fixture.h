@@ -9,26 +9,14 @@
 #include <string>
 #include <vector>
 
+#include "quorvane/owned.h"
 #include "quorvane/quorvane.h"
 #include "quorvane/simulated_host.h"
 
 namespace quorvane::testing {
 
-struct Releaser {
-  void operator()(IDestroy* object) const {
-    if (object != nullptr) {
-      object->Release();
-    }
-  }
-};
-
-template <typename T>
-using Owned = std::unique_ptr<T, Releaser>;
-
-template <typename T>
-Owned<T> Own(T* object) {
-  return Owned<T>(object);
-}
+using quorvane::Own;
+using quorvane::Owned;
 
 // The library exception an action raised, copied out; fails the test when there was none.
 template <typename Expected = DefaultException>
