@@ -18,6 +18,9 @@ std::string ErrorOf(const std::string& json) {
 
 TEST_F(SimHostTest, ScenarioSurvivesSaveAndLoad) {
   AddMachine(L"AAAA-1", L"web \u00e9", 2);
+  host_.AddDiskFile(L"D:\\base.vhdx", 1 << 30);
+  host_.AddDiskFile(L"D:\\child.avhdx", 1 << 30, L"D:\\base.vhdx");
+  host_.WriteToDisk(L"D:\\child.avhdx", 4096, 512);
   Core().SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", true);
   host_.AdvanceClock(1234);
   Core().NewGuid();
@@ -39,6 +42,11 @@ TEST_F(SimHostTest, ScenarioSurvivesSaveAndLoad) {
   EXPECT_EQ(vms[0]->GetProperty(L"ElementName").AsWideString(), L"web \u00e9");
   EXPECT_EQ(vms[0]->GetProperty(L"OnTimeInMilliseconds").AsWideString(), L"5000000000");
   EXPECT_EQ(vms[0]->GetAssociatorsOfClass(L"Msvm_VirtualSystemSettingData").size(), 1u);
+  const VirtualDisk* child = loaded.Core()->Disks().Find(L"D:\\child.avhdx");
+  ASSERT_NE(child, nullptr);
+  EXPECT_EQ(child->parentPath, L"D:\\base.vhdx");
+  ASSERT_NE(loaded.Core()->Disks().LogOf(L"D:\\child.avhdx"), nullptr);
+  EXPECT_EQ(loaded.Core()->Disks().LogOf(L"D:\\child.avhdx")->writes.size(), 1u);
 }
 
 TEST(ScenarioTest, DefaultScenarioHasTheManagementServices) {

@@ -1,0 +1,75 @@
+#include "simhost/repository.h"
+
+#include <gtest/gtest.h>
+
+#include "quorvane/exceptions.h"
+
+namespace quorvane::sim {
+namespace {
+
+std::uint32_t StatusOf(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const DefaultException& e) {
+    return e.GetErrorCode();
+  }
+  return 0;
+}
+
+class RepositoryTest : public ::testing::Test {
+ protected:
+  Repository::Id Settings(const std::wstring& id) {
+    return repository_.Create(L"Msvm_VirtualSystemSettingData",
+                              {{L"InstanceID", WmiValue::String(L"Microsoft:" + id)}});
+  }
+  Repository::Id Machine(const std::wstring& name) {
+    return repository_.Create(L"Msvm_ComputerSystem",
+                              {{L"CreationClassName", WmiValue::String(L"Msvm_ComputerSystem")},
+                               {L"Name", WmiValue::String(name)}});
+  }
+
+  Repository repository_{L"H", L"root\\virtualization\\v2"};
+};
+
+TEST_F(RepositoryTest, KeysNameObjectsOnce) {
+  const auto settings = Settings(L"A");
+  EXPECT_EQ(StatusOf([&] { Settings(L"a"); }), 0x80041019u) << "paths compare without case";
+  EXPECT_EQ(StatusOf([&] { repository_.Create(L"Msvm_VirtualSystemSettingData", {}); }),
+            0x80041008u);
+  EXPECT_EQ(StatusOf([&] { repository_.Create(L"Msvm_Nope", {}); }), 0x80041010u);
+  EXPECT_EQ(StatusOf([&] {
+              repository_.Create(L"Msvm_VirtualSystemSettingData",
+                                 {{L"InstanceID", WmiValue::String(L"x")}, {L"Nope", WmiValue()}});
+            }),
+            0x80041002u);
+  EXPECT_EQ(
+      StatusOf([&] { repository_.Set(settings, L"InstanceID", WmiValue::String(L"Microsoft:B")); }),
+      0x80041008u);
+  // The same key value in another class is another object.
+  EXPECT_NO_THROW(repository_.Create(L"Msvm_MemorySettingData",
+                                     {{L"InstanceID", WmiValue::String(L"Microsoft:A")}}));
+  EXPECT_EQ(repository_.Find(L"CIM_VirtualSystemSettingData.InstanceID=\"microsoft:a\""), settings)
+      << "a path may name the object by a base class";
+}
+
+TEST_F(RepositoryTest, DeletingAnObjectTakesItsAssociationsAlong) {
+  const auto machine = Machine(L"VM");
+  const auto first = Settings(L"1");
+  const auto second = Settings(L"2");
+  repository_.Associate(L"Msvm_SnapshotOfVirtualSystem", L"Antecedent", machine, L"Dependent",
+                        second);
+  repository_.Associate(L"Msvm_SettingsDefineState", L"ManagedElement", machine, L"SettingData",
+                        first);
+  const auto links = repository_.LinksOf(machine);
+  ASSERT_EQ(links.size(), 2u);
+  EXPECT_EQ(links[0].endpoint, second) << "in the order the associations were made";
+  EXPECT_EQ(links[0].resultRole, L"Dependent");
+  repository_.Delete(second);
+  EXPECT_EQ(repository_.LinksOf(machine).size(), 1u);
+  EXPECT_EQ(repository_.All().size(), 3u);  // machine, first, one association
+  repository_.Delete(machine);
+  EXPECT_EQ(repository_.All().size(), 1u);
+}
+
+}  // namespace
+}  // namespace quorvane::sim
