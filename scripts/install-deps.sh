@@ -6,6 +6,7 @@ packages=(
   cmake ninja-build g++ clang-format
   libgtest-dev libgmock-dev libbenchmark-dev
   libpugixml-dev nlohmann-json3-dev libcli11-dev
+  g++-mingw-w64-x86-64 wine64
 )
 
 sudo_cmd=()

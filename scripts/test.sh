@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Sets up a fresh Debian machine and runs every test: the normal build, the sanitizer build,
-# and the formatting check.
+# the Windows DLL under Wine, and the formatting check.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -19,5 +19,14 @@ cmake -S . -B build-sanitize -G Ninja -DCMAKE_BUILD_TYPE=Debug -DQUORVANE_SANITI
 cmake --build build-sanitize --parallel "$jobs"
 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
   ctest --test-dir build-sanitize --output-on-failure --parallel "$jobs"
+
+# The Windows DLL, cross-built with MinGW-w64 and tested under Wine in a prefix of its own.
+cmake -S . -B build-windows -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake
+cmake --build build-windows --parallel "$jobs"
+scripts/check-exports.sh build-windows/src/quorvane.dll
+mkdir -p build-windows/wineprefix
+WINEPREFIX="$PWD/build-windows/wineprefix" WINEDEBUG=-all \
+  /usr/lib/wine/wine64 build-windows/tests/windows/quorvane_windows_tests.exe
 
 scripts/check-format.sh

@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Checks that the DLL exports every entry point, in its plain and its mangled form, and the
+# exception classes' members.
+set -euo pipefail
+dll="$1"
+exports=$(x86_64-w64-mingw32-objdump -p "$dll" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/p')
+expected=(
+  CreateQuorvaneFactory CreateQuorvaneLocal CreateQuorvaneRemote GetExceptionInfo
+  _ZN8quorvane21CreateQuorvaneFactoryEv
+  _ZN8quorvane19CreateQuorvaneLocalEv
+  _ZN8quorvane20CreateQuorvaneRemoteEPKwS1_S1_
+  _ZN8quorvane16GetExceptionInfoEPKNS_16DefaultExceptionEPjPPKw
+  _ZN8quorvane16DefaultExceptionC1EjPKw
+  _ZN8quorvane16DefaultExceptionC1ERKS0_
+  _ZN8quorvane16DefaultExceptionD1Ev
+  _ZNK8quorvane16DefaultException12GetErrorCodeEv
+  _ZNK8quorvane16DefaultException21GetMessageDescriptionEv
+  _ZN8quorvane23ObjectNotFoundExceptionC1EjPKw
+  _ZN8quorvane19VmNotFoundExceptionC1EjPKw
+  _ZN8quorvane22CannotConnectExceptionC1EjPKw
+  _ZN8quorvane21AccessDeniedExceptionC1EjPKw
+  _ZN8quorvane23HyperVNotFoundExceptionC1EjPKw
+)
+missing=0
+for name in "${expected[@]}"; do
+  if ! grep -qE "\] ${name}\$" <<<"$exports"; then
+    echo "missing export: $name"
+    missing=1
+  fi
+done
+[ "$missing" -eq 0 ] && echo "exports: all ${#expected[@]} entry points present in $(basename "$dll")"
+exit "$missing"
