@@ -288,7 +288,7 @@ std::wstring ScalarToCimText(const WmiValue& value) {
 }
 
 std::optional<WmiValue> ScalarFromCimText(CimType type, std::wstring_view text) {
-  const MemberDef member{L"", type, false, nullptr};
+  const MemberDef member{L"", type, false, L""};
   return CoerceToMember(member, WmiValue::String(std::wstring(text)));
 }
 

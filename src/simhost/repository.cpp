@@ -59,7 +59,7 @@ Repository::Id Repository::Create(std::wstring_view className, const PropertyLis
       instance.properties[std::wstring(property.name)] = std::move(converted);
     }
   }
-  for (const auto key : Schema::Instance().Keys(*instance.cls)) {
+  for (const auto& key : Schema::Instance().Keys(*instance.cls)) {
     if (instance.Get(key).IsNull()) {
       ThrowIfWmiFailed(status::kWbemInvalidParameter);
     }
@@ -160,7 +160,7 @@ std::optional<Repository::Id> Repository::Find(const ObjectPath& path) const {
     named.keys[0].first = keys[0];
   }
   // A path may name the object by one of its base classes.
-  for (const auto& candidate : kClassTable) {
+  for (const auto& candidate : Schema::Instance().Classes()) {
     if (!Schema::Instance().IsA(candidate, cls->name)) {
       continue;
     }
@@ -181,7 +181,7 @@ std::optional<Repository::Id> Repository::Find(std::wstring_view path) const {
 std::wstring Repository::RelativePath(Id id) const {
   const Instance& instance = Get(id);
   std::vector<std::pair<std::wstring, std::wstring>> keys;
-  for (const auto key : Schema::Instance().Keys(*instance.cls)) {
+  for (const auto& key : Schema::Instance().Keys(*instance.cls)) {
     keys.emplace_back(key, instance.Get(key).AsWideString());
   }
   return FormatRelativePath(instance.cls->name, std::move(keys));
@@ -237,7 +237,7 @@ std::vector<Repository::Link> Repository::LinksOf(Id id) const {
 std::wstring Repository::IdentityOf(const Instance& instance) const {
   ObjectPath path;
   path.className = std::wstring(instance.cls->name);
-  for (const auto key : Schema::Instance().Keys(*instance.cls)) {
+  for (const auto& key : Schema::Instance().Keys(*instance.cls)) {
     path.keys.emplace_back(key, instance.Get(key).AsWideString());
   }
   return path.keys.empty() ? std::wstring() : IdentityOfPath(std::move(path));

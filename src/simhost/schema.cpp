@@ -1,6 +1,12 @@
 #include "simhost/schema.h"
 
-#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "util/text.h"
+
+// The class table, built in from hyperv-v2-classes.json.
+extern const char kHyperVClassTable[];
 
 namespace quorvane::sim {
 
@@ -77,8 +83,66 @@ const Schema& Schema::Instance() {
   return schema;
 }
 
+namespace {
+
+CimType CimTypeFromName(const std::string& name) {
+  static const std::pair<const char*, CimType> kTypes[] = {
+      {"string", CimType::String},     {"boolean", CimType::Boolean},
+      {"uint8", CimType::UInt8},       {"sint8", CimType::SInt8},
+      {"uint16", CimType::UInt16},     {"sint16", CimType::SInt16},
+      {"uint32", CimType::UInt32},     {"sint32", CimType::SInt32},
+      {"uint64", CimType::UInt64},     {"sint64", CimType::SInt64},
+      {"real32", CimType::Real32},     {"real64", CimType::Real64},
+      {"datetime", CimType::Datetime}, {"reference", CimType::Reference},
+      {"object", CimType::Object},     {"char16", CimType::Char16},
+  };
+  for (const auto& [text, type] : kTypes) {
+    if (name == text) {
+      return type;
+    }
+  }
+  throw std::logic_error("class table: unknown CIM type " + name);
+}
+
+std::vector<MemberDef> MembersFromJson(const nlohmann::json& rows) {
+  std::vector<MemberDef> members;
+  for (const auto& row : rows) {
+    MemberDef member;
+    member.name = FromUtf8(row.at(0).get<std::string>());
+    member.type = CimTypeFromName(row.at(1).get<std::string>());
+    member.array = row.at(2).get<bool>();
+    if (row.size() > 3) {
+      member.refClass = FromUtf8(row.at(3).get<std::string>());
+    }
+    members.push_back(std::move(member));
+  }
+  return members;
+}
+
+}  // namespace
+
+// The table is part of the library (built in from hyperv-v2-classes.json); a table that does not
+// parse is a build defect, not a run-time condition.
 Schema::Schema() {
-  for (const auto& cls : kClassTable) {
+  for (const auto& entry : nlohmann::json::parse(kHyperVClassTable)) {
+    ClassDef cls;
+    cls.name = FromUtf8(entry.at("name").get<std::string>());
+    cls.superclass = FromUtf8(entry.at("superclass").get<std::string>());
+    cls.ns = entry.at("namespace") == "hgs" ? Namespace::Hgs : Namespace::Virtualization;
+    cls.isAbstract = entry.at("abstract").get<bool>();
+    cls.isAssociation = entry.at("association").get<bool>();
+    for (const auto& key : entry.at("keys")) {
+      cls.keys.push_back(FromUtf8(key.get<std::string>()));
+    }
+    cls.properties = MembersFromJson(entry.at("properties"));
+    for (const auto& method : entry.at("methods")) {
+      cls.methods.push_back({FromUtf8(method.at("name").get<std::string>()),
+                             MembersFromJson(method.at("in")), MembersFromJson(method.at("out")),
+                             method.at("static").get<bool>()});
+    }
+    classes_.push_back(std::move(cls));
+  }
+  for (const auto& cls : classes_) {
     index_.emplace(cls.name, &cls);
   }
 }
@@ -146,7 +210,7 @@ const MethodDef* Schema::FindMethod(const ClassDef& cls, std::wstring_view name)
   return nullptr;
 }
 
-std::span<const std::wstring_view> Schema::Keys(const ClassDef& cls) const {
+std::span<const std::wstring> Schema::Keys(const ClassDef& cls) const {
   for (const ClassDef* c = &cls; c != nullptr; c = Superclass(*c)) {
     if (!c->keys.empty()) {
       return c->keys;

@@ -34,33 +34,31 @@ enum class Namespace : std::uint8_t { Virtualization, Hgs };
 
 // A property or a method parameter.
 struct MemberDef {
-  std::wstring_view name;
-  CimType type;
-  bool array;
+  std::wstring name;
+  CimType type = CimType::String;
+  bool array = false;
   // The referenced or embedded class, when the member names one.
-  const wchar_t* refClass;
+  std::wstring refClass;
 };
 
 struct MethodDef {
-  std::wstring_view name;
-  std::span<const MemberDef> in;
-  std::span<const MemberDef> out;
-  bool isStatic;
+  std::wstring name;
+  std::vector<MemberDef> in;
+  std::vector<MemberDef> out;
+  bool isStatic = false;
 };
 
 // One class as declared: its own properties and methods only; Schema walks the ancestry.
 struct ClassDef {
-  std::wstring_view name;
-  std::wstring_view superclass;
-  Namespace ns;
-  bool isAbstract;
-  bool isAssociation;
-  std::span<const std::wstring_view> keys;
-  std::span<const MemberDef> properties;
-  std::span<const MethodDef> methods;
+  std::wstring name;
+  std::wstring superclass;
+  Namespace ns = Namespace::Virtualization;
+  bool isAbstract = false;
+  bool isAssociation = false;
+  std::vector<std::wstring> keys;
+  std::vector<MemberDef> properties;
+  std::vector<MethodDef> methods;
 };
-
-extern const std::span<const ClassDef> kClassTable;
 
 // The CIM type's text in CIM-XML and MOF ("uint16", "datetime", "object", ...).
 std::wstring_view CimTypeName(CimType type);
@@ -71,6 +69,9 @@ WmiKind KindOf(CimType type);
 class Schema {
  public:
   static const Schema& Instance();
+
+  // Every class, in the table's order.
+  const std::vector<ClassDef>& Classes() const { return classes_; }
 
   const ClassDef* FindClass(std::wstring_view name) const;
   // Whether `cls` is `ancestor` or derives from it.
@@ -84,13 +85,14 @@ class Schema {
   // The nearest declaration of the method along the ancestry.
   const MethodDef* FindMethod(const ClassDef& cls, std::wstring_view name) const;
   // Key property names (inherited from the declaring ancestor).
-  std::span<const std::wstring_view> Keys(const ClassDef& cls) const;
+  std::span<const std::wstring> Keys(const ClassDef& cls) const;
   // The class that defines a property (for CLASSORIGIN).
   std::wstring_view OriginOf(const ClassDef& cls, std::wstring_view property) const;
 
  private:
   Schema();
 
+  std::vector<ClassDef> classes_;
   std::map<std::wstring_view, const ClassDef*, LessNoCase> index_;
 };
 

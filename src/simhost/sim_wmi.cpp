@@ -10,7 +10,7 @@ namespace quorvane::sim {
 namespace {
 
 constexpr HResult kIllegalOperation = ToHResult(0x80041024);
-constexpr MemberDef kReturnValue{L"ReturnValue", CimType::UInt32, false, nullptr};
+const MemberDef kReturnValue{L"ReturnValue", CimType::UInt32, false, L""};
 
 [[noreturn]] void Fail(HResult status) {
   ThrowForStatus(status, WmiMessageText(status));

@@ -6,7 +6,7 @@ namespace quorvane::sim {
 namespace {
 
 std::optional<WmiValue> Put(CimType type, const WmiValue& value, bool array = false) {
-  return CoerceToMember(MemberDef{L"P", type, array, nullptr}, value);
+  return CoerceToMember(MemberDef{L"P", type, array, L""}, value);
 }
 
 TEST(CimValueTest, IntegersKeepTheirRangeAndTravelKinds) {
