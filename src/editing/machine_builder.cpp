@@ -57,7 +57,7 @@ MachineBuilder* MachineBuilder::Create(WmiServicePtr service) {
   return new (std::nothrow) MachineBuilder(std::move(service));
 }
 
-WmiObjectPtr MachineBuilder::DefineSystem(IWmiObject& managementService) {
+WmiObjectPtr MachineBuilder::NewSystemSettings() {
   const auto system = service_->SpawnInstance(L"Msvm_VirtualSystemSettingData");
   system->SetProperty(L"ElementName", WmiValue::String(settings_.name));
   if (settings_.generation2) {
@@ -79,19 +79,24 @@ WmiObjectPtr MachineBuilder::DefineSystem(IWmiObject& managementService) {
   if (settings_.dynamicMemory) {
     system->SetProperty(L"VirtualNumaEnabled", WmiValue::Int32(0));
   }
+  return system;
+}
+
+WmiObjectPtr MachineBuilder::DefineSystem(IWmiObject& managementService, IWmiObject& system) {
   const auto method = managementService.CreateMethod(L"DefineSystem");
-  method->SetParameter(L"SystemSettings", WmiValue::String(system->GetText()));
+  method->SetParameter(L"SystemSettings", WmiValue::String(system.GetText()));
   WmiJob(service_, method).Run();
   return service_->GetObject(method->GetOutParameter(L"ResultingSystem").AsWideString());
 }
 
 void MachineBuilder::Commit() {
+  const auto definition = NewSystemSettings();
   std::vector<std::wstring> adapterTexts;
   for (std::size_t i = 0; i < settings_.adapters.size(); ++i) {
     adapterTexts.push_back(NewSyntheticAdapterText(*service_));
   }
   const auto managementService = service_->QueryFirst(L"Msvm_VirtualSystemManagementService");
-  const auto system = DefineSystem(*managementService);
+  const auto system = DefineSystem(*managementService, *definition);
   machineId_ = ReadText(*system, L"Name");
   const auto allSettings = system->GetAssociatorsOfClass(L"Msvm_VirtualSystemSettingData");
   if (allSettings.empty()) {

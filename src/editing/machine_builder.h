@@ -29,7 +29,10 @@ class MachineBuilder final : public SettingsRecorder<IMachineBuilder> {
   }
 
  private:
-  WmiObjectPtr DefineSystem(IWmiObject& managementService);
+  // The new machine's settings as recorded (not yet defined).
+  WmiObjectPtr NewSystemSettings();
+  // "DefineSystem" with those settings; the new computer system.
+  WmiObjectPtr DefineSystem(IWmiObject& managementService, IWmiObject& system);
 
   WmiServicePtr service_;
   std::wstring machineId_;

@@ -119,6 +119,16 @@ TEST_F(EditingTest, BuilderRunsItsSequenceInOrder) {
                                        L"AddResourceSettings",     // connection 1
                                        L"AddResourceSettings",     // connection 2
                                        L"AddFeatureSettings"}));   // its VLAN
+  const auto log = host_.CallLog();
+  EXPECT_EQ(log.front().operation + L" " + log.front().target,
+            L"SpawnInstance Msvm_VirtualSystemSettingData");
+  const auto at = [&](const std::wstring& target) {
+    return std::find_if(log.begin(), log.end(),
+                        [&](const sim::Call& c) { return c.target == target; });
+  };
+  EXPECT_LT(at(L"SELECT * FROM Msvm_ResourcePool"),
+            at(L"SELECT * FROM Msvm_VirtualSystemManagementService"))
+      << "the adapters' texts are made before the definition";
   const auto define = MethodCalls(L"DefineSystem")[0].Input(L"SystemSettings");
   EXPECT_NE(define.find(L"<VALUE>Microsoft:Hyper-V:SubType:2</VALUE>"), std::wstring::npos);
   EXPECT_NE(

@@ -3,18 +3,12 @@
 #include <gtest/gtest.h>
 
 #include "quorvane/exceptions.h"
+#include "status_of.h"
 
 namespace quorvane::sim {
 namespace {
 
-std::uint32_t StatusOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const DefaultException& e) {
-    return e.GetErrorCode();
-  }
-  return 0;
-}
+using quorvane::testing::StatusOf;
 
 class RepositoryTest : public ::testing::Test {
  protected:

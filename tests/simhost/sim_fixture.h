@@ -8,6 +8,7 @@
 #include "quorvane/exceptions.h"
 #include "quorvane/simulated_host.h"
 #include "simhost/host_core.h"
+#include "status_of.h"
 #include "wmi/wmi.h"
 
 namespace quorvane::sim {
@@ -51,14 +52,8 @@ class SimHostTest : public ::testing::Test {
 
   WmiObjects Query(const std::wstring& wql) { return service_->ExecQuery(wql); }
 
-  // The WMI status a call raised, or 0 when it raised nothing.
   static std::uint32_t StatusOf(const std::function<void()>& action) {
-    try {
-      action();
-    } catch (const DefaultException& e) {
-      return e.GetErrorCode();
-    }
-    return 0;
+    return testing::StatusOf(action);
   }
 
   SimulatedHost host_;

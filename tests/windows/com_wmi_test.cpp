@@ -3,10 +3,13 @@
 #include <windows.h>
 
 #include "quorvane/exceptions.h"
+#include "status_of.h"
 #include "wmi/com/com_wmi.h"
 
 namespace quorvane::com {
 namespace {
+
+using quorvane::testing::StatusOf;
 
 class ComEnvironment : public ::testing::Environment {
  public:
@@ -17,15 +20,6 @@ class ComEnvironment : public ::testing::Environment {
 };
 
 const auto* const kEnvironment = ::testing::AddGlobalTestEnvironment(new ComEnvironment);
-
-std::uint32_t StatusOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const DefaultException& e) {
-    return e.GetErrorCode();
-  }
-  return 0;
-}
 
 class ComWmiTest : public ::testing::Test {
  protected:
