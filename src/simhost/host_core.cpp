@@ -14,6 +14,7 @@
 namespace quorvane::sim {
 namespace {
 
+constexpr HResult kQuotaViolation = ToHResult(0x80041045);
 constexpr std::uint16_t kJobRunning = 4;
 constexpr std::uint16_t kJobCompleted = 7;
 constexpr std::uint16_t kJobException = 10;
@@ -207,9 +208,10 @@ std::vector<ObjectCopy> HostCore::ExecQuery(const std::wstring& nameSpace,
 }
 
 std::vector<ObjectCopy> HostCore::RunQuery(Repository& repository, const std::wstring& wql) {
-  const auto query = ParseWql(wql);
+  bool tooComplex = false;
+  const auto query = ParseWql(wql, &tooComplex);
   if (!query) {
-    Fail(status::kWbemInvalidQuery);
+    Fail(tooComplex ? kQuotaViolation : status::kWbemInvalidQuery);
   }
   std::vector<ObjectCopy> results;
   if (const auto* select = std::get_if<SelectQuery>(&*query)) {
@@ -263,10 +265,14 @@ std::vector<ObjectCopy> HostCore::RunQuery(Repository& repository, const std::ws
 void HostCore::PutInstance(const std::wstring& nameSpace, const ObjectCopy& object,
                            const std::vector<std::wstring>& changed) {
   std::lock_guard lock(mutex_);
+  ObjectCopy stored = object;
+  for (auto& entry : stored.properties) {
+    entry.second = DetachObjects(entry.second);
+  }
   PropertyList written;
   for (const auto& name : changed) {
-    const auto found = object.properties.find(name);
-    written.emplace_back(name, found == object.properties.end() ? WmiValue() : found->second);
+    const auto found = stored.properties.find(name);
+    written.emplace_back(name, found == stored.properties.end() ? WmiValue() : found->second);
   }
   Record(Operation::PutInstance, nameSpace, object.relativePath, L"", written);
   FailIfScripted(Operation::PutInstance, object.relativePath);
@@ -275,10 +281,10 @@ void HostCore::PutInstance(const std::wstring& nameSpace, const ObjectCopy& obje
   if (!id) {
     Fail(status::kWbemNotFound);  // update only: nothing is created
   }
-  for (const MemberDef* property : Schema::Instance().Properties(*object.cls)) {
-    const auto found = object.properties.find(property->name);
+  for (const MemberDef* property : Schema::Instance().Properties(*stored.cls)) {
+    const auto found = stored.properties.find(property->name);
     repository.Set(*id, property->name,
-                   found == object.properties.end() ? WmiValue() : found->second);
+                   found == stored.properties.end() ? WmiValue() : found->second);
   }
 }
 

@@ -135,9 +135,16 @@ std::optional<std::vector<Token>> Tokenize(std::wstring_view text) {
   }
 }
 
+// WMI refuses queries past a certain size; these bounds also keep the parser's recursion and the
+// tree it builds small whatever text it is given.
+constexpr int kMaxNesting = 64;
+constexpr int kMaxConditions = 256;
+
 class Parser {
  public:
   explicit Parser(std::vector<Token> tokens) : tokens_(std::move(tokens)) {}
+
+  bool TooComplex() const { return tooComplex_; }
 
   std::optional<WqlQuery> Parse() {
     if (IsKeyword(L"SELECT")) {
@@ -261,6 +268,16 @@ class Parser {
   }
 
   std::unique_ptr<WqlExpression> ParseNot() {
+    if (++nesting_ > kMaxNesting) {
+      tooComplex_ = true;
+      return nullptr;
+    }
+    auto node = ParseNotNested();
+    --nesting_;
+    return node;
+  }
+
+  std::unique_ptr<WqlExpression> ParseNotNested() {
     if (AcceptKeyword(L"NOT")) {
       auto operand = ParseNot();
       return operand ? Combine(WqlExpression::Op::Not, std::move(operand), nullptr, true) : nullptr;
@@ -287,6 +304,10 @@ class Parser {
   }
 
   std::unique_ptr<WqlExpression> ParseComparison() {
+    if (++conditions_ > kMaxConditions) {
+      tooComplex_ = true;
+      return nullptr;
+    }
     auto node = std::make_unique<WqlExpression>();
     if (Peek().type == Token::Type::Identifier && !IsLiteralKeyword()) {
       node->property = Next().text;
@@ -394,6 +415,9 @@ class Parser {
 
   std::vector<Token> tokens_;
   std::size_t pos_ = 0;
+  int nesting_ = 0;
+  int conditions_ = 0;
+  bool tooComplex_ = false;
 };
 
 std::optional<long double> NumberOf(const WmiValue& value) {
@@ -472,65 +496,106 @@ bool Compare(WqlExpression::Op op, const WqlProperty& property, const WqlLiteral
   return Ordered(op, CompareNoCase(value.AsWideString(), literal.text));
 }
 
-// Matches `pattern` from position p against `text` from position t.
-bool LikeFrom(std::wstring_view text, std::size_t t, std::wstring_view pattern, std::size_t p) {
-  while (p < pattern.size()) {
+// One element of a LIKE pattern: any run (%), any one character (_), a set, or a character.
+struct LikeToken {
+  enum class Kind : std::uint8_t { AnyRun, AnyOne, Set, Character };
+  Kind kind;
+  wchar_t character = 0;
+  std::wstring_view set;
+  bool negated = false;
+
+  bool Matches(wchar_t c) const {
+    const wchar_t folded = FoldCase(c);
+    if (kind == Kind::AnyOne) {
+      return true;
+    }
+    if (kind == Kind::Character) {
+      return FoldCase(character) == folded;
+    }
+    bool member = false;
+    for (std::size_t k = 0; k < set.size(); ++k) {
+      if (k + 2 < set.size() && set[k + 1] == L'-') {
+        member |= folded >= FoldCase(set[k]) && folded <= FoldCase(set[k + 2]);
+        k += 2;
+      } else {
+        member |= folded == FoldCase(set[k]);
+      }
+    }
+    return member != negated;
+  }
+};
+
+// Nothing for a pattern with a set that does not close.
+std::optional<std::vector<LikeToken>> TokenizeLike(std::wstring_view pattern) {
+  std::vector<LikeToken> tokens;
+  for (std::size_t p = 0; p < pattern.size(); ++p) {
     const wchar_t c = pattern[p];
     if (c == L'%') {
-      for (std::size_t k = t; k <= text.size(); ++k) {
-        if (LikeFrom(text, k, pattern, p + 1)) {
-          return true;
-        }
+      if (tokens.empty() || tokens.back().kind != LikeToken::Kind::AnyRun) {
+        tokens.push_back({LikeToken::Kind::AnyRun});
       }
-      return false;
-    }
-    if (t == text.size()) {
-      return false;
-    }
-    if (c == L'[') {
+    } else if (c == L'_') {
+      tokens.push_back({LikeToken::Kind::AnyOne});
+    } else if (c == L'[') {
       const std::size_t close = pattern.find(L']', p + 1);
       if (close == std::wstring_view::npos) {
-        return false;
+        return std::nullopt;
       }
-      std::wstring_view set = pattern.substr(p + 1, close - p - 1);
-      const bool negated = !set.empty() && set[0] == L'^';
-      if (negated) {
-        set.remove_prefix(1);
+      LikeToken token{LikeToken::Kind::Set};
+      token.set = pattern.substr(p + 1, close - p - 1);
+      token.negated = !token.set.empty() && token.set[0] == L'^';
+      if (token.negated) {
+        token.set.remove_prefix(1);
       }
-      bool member = false;
-      const wchar_t ch = FoldCase(text[t]);
-      for (std::size_t k = 0; k < set.size(); ++k) {
-        if (k + 2 < set.size() && set[k + 1] == L'-') {
-          member |= ch >= FoldCase(set[k]) && ch <= FoldCase(set[k + 2]);
-          k += 2;
-        } else {
-          member |= ch == FoldCase(set[k]);
-        }
-      }
-      if (member == negated) {
-        return false;
-      }
-      p = close + 1;
-      ++t;
-      continue;
+      tokens.push_back(token);
+      p = close;
+    } else {
+      tokens.push_back({LikeToken::Kind::Character, c});
     }
-    if (c != L'_' && FoldCase(c) != FoldCase(text[t])) {
-      return false;
-    }
-    ++p;
-    ++t;
   }
-  return t == text.size();
+  return tokens;
 }
 
 }  // namespace
 
-std::optional<WqlQuery> ParseWql(std::wstring_view text) {
+// Matches in time proportional to text length times pattern length, whatever the pattern.
+bool WqlLike(std::wstring_view text, std::wstring_view pattern) {
+  const auto tokens = TokenizeLike(pattern);
+  if (!tokens) {
+    return false;
+  }
+  // matched[i]: the tokens so far can match exactly the first i characters.
+  std::vector<char> matched(text.size() + 1, 0);
+  matched[0] = 1;
+  for (const auto& token : *tokens) {
+    std::vector<char> next(text.size() + 1, 0);
+    if (token.kind == LikeToken::Kind::AnyRun) {
+      char reachable = 0;
+      for (std::size_t i = 0; i <= text.size(); ++i) {
+        reachable |= matched[i];
+        next[i] = reachable;
+      }
+    } else {
+      for (std::size_t i = 0; i < text.size(); ++i) {
+        next[i + 1] = matched[i] && token.Matches(text[i]);
+      }
+    }
+    matched.swap(next);
+  }
+  return matched[text.size()] != 0;
+}
+
+std::optional<WqlQuery> ParseWql(std::wstring_view text, bool* tooComplex) {
   auto tokens = Tokenize(text);
   if (!tokens) {
     return std::nullopt;
   }
-  return Parser(std::move(*tokens)).Parse();
+  Parser parser(std::move(*tokens));
+  auto query = parser.Parse();
+  if (tooComplex != nullptr) {
+    *tooComplex = parser.TooComplex();
+  }
+  return query;
 }
 
 void CollectProperties(const WqlExpression& expression, std::vector<std::wstring>& names) {
@@ -543,10 +608,6 @@ void CollectProperties(const WqlExpression& expression, std::vector<std::wstring
   if (expression.right) {
     CollectProperties(*expression.right, names);
   }
-}
-
-bool WqlLike(std::wstring_view text, std::wstring_view pattern) {
-  return LikeFrom(text, 0, pattern, 0);
 }
 
 bool Evaluate(const WqlExpression& expression,

@@ -64,8 +64,9 @@ struct RelationshipQuery {
 using WqlQuery = std::variant<SelectQuery, RelationshipQuery>;
 
 // Parses the WQL subset real clients send to Hyper-V. Nothing for text that is not a valid
-// query (WMI answers that with 0x80041017).
-std::optional<WqlQuery> ParseWql(std::wstring_view text);
+// query (WMI answers that with 0x80041017); `tooComplex` tells a query refused for its size or
+// nesting (WMI's quota violation, 0x80041045).
+std::optional<WqlQuery> ParseWql(std::wstring_view text, bool* tooComplex = nullptr);
 
 // Property names a WHERE clause reads, for checking them against the class.
 void CollectProperties(const WqlExpression& expression, std::vector<std::wstring>& names);

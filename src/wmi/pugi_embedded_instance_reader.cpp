@@ -8,14 +8,21 @@
 namespace quorvane {
 namespace {
 
-// All text below a node, in document order (what a DOM's "text" of an element gives).
-void AppendText(const pugi::xml_node& node, std::string& out) {
-  for (const auto& child : node.children()) {
-    if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata) {
-      out += child.value();
-    } else if (child.type() == pugi::node_element) {
-      AppendText(child, out);
+// All text below a node, in document order (what a DOM's "text" of an element gives). Walks the
+// tree without recursion: the document may nest as deep as its text allows.
+void AppendText(const pugi::xml_node& root, std::string& out) {
+  for (pugi::xml_node node = root.first_child(); node;) {
+    if (node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata) {
+      out += node.value();
     }
+    if (node.type() == pugi::node_element && node.first_child()) {
+      node = node.first_child();
+      continue;
+    }
+    while (!node.next_sibling() && node.parent() != root) {
+      node = node.parent();
+    }
+    node = node.next_sibling();
   }
 }
 

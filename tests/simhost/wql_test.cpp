@@ -151,6 +151,26 @@ TEST_F(WqlTest, MalformedQueriesFailWithInvalidQuery) {
   EXPECT_EQ(StatusOf([&] { Query(L"SELECT * FROM Msvm_NoSuchClass"); }), 0x80041010u);
 }
 
+TEST_F(WqlTest, HostileQueriesEndCleanly) {
+  std::wstring nots;
+  for (int i = 0; i < 100000; ++i) {
+    nots += L"NOT ";
+  }
+  EXPECT_EQ(
+      StatusOf([&] { Query(L"SELECT * FROM Msvm_ComputerSystem WHERE " + nots + L"Name = 'a'"); }),
+      0x80041045u);
+  std::wstring many = L"SELECT * FROM Msvm_ComputerSystem WHERE Name = 'a'";
+  for (int i = 0; i < 300; ++i) {
+    many += L" OR Name = 'b'";
+  }
+  EXPECT_EQ(StatusOf([&] { Query(many); }), 0x80041045u);
+  EXPECT_EQ(StatusOf([&] { Query(std::wstring(50000, L'(')); }), 0x80041017u);
+  // A pattern that backtracking would take ages over is answered at once.
+  AddMachine(L"EEEE-5", std::wstring(2000, L'a'));
+  EXPECT_TRUE(
+      Machines(L"ElementName LIKE '" + std::wstring(40, L'%') + L"a%a%a%a%a%a%a%a%b'").empty());
+}
+
 TEST(WqlLikeTest, Patterns) {
   EXPECT_TRUE(WqlLike(L"Microsoft:Definition\\X\\Default", L"%\\Default"));
   EXPECT_TRUE(WqlLike(L"abc", L"a_c"));

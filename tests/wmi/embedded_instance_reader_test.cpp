@@ -95,6 +95,25 @@ TEST_F(EmbeddedInstanceReaderTest, OtherDocumentsReadAsEmpty) {
   EXPECT_THAT(reader_->GetArray(L"Notes"), IsEmpty());
 }
 
+TEST_F(EmbeddedInstanceReaderTest, DeeplyNestedTextEndsCleanly) {
+  std::wstring text = L"<INSTANCE CLASSNAME=\"X\"><PROPERTY NAME=\"Deep\">";
+  constexpr int kDepth = 50000;
+  for (int i = 0; i < kDepth; ++i) {
+    text += L"<V>";
+  }
+  text += L"bottom";
+  for (int i = 0; i < kDepth; ++i) {
+    text += L"</V>";
+  }
+  text += L"</PROPERTY></INSTANCE>";
+  try {
+    reader_->Load(text);
+    EXPECT_EQ(reader_->GetString(L"Deep"), L"bottom");
+  } catch (const DefaultException&) {
+    // A DOM with a depth limit refuses such a document; refusing is as good as reading.
+  }
+}
+
 TEST_F(EmbeddedInstanceReaderTest, QuoteInAnArrayNameFailsCleanly) {
   reader_->Load(kDiskSettings);
   EXPECT_THROW(reader_->GetArray(L"No'tes"), DefaultException);
