@@ -300,6 +300,19 @@ TEST_F(EditingTest, SecurityStage) {
       << "the UntrustedGuardian is reused";
 }
 
+TEST(EditingWithoutDefaultsTest, DevicesNeedTheHostsDefaultSettings) {
+  auto host = SimulatedHost::Create(Bare());
+  host.AddDiskFile(L"E:\\a.vhdx", kGiB);
+  auto root = Own(host.CreateQuorvane());
+  auto builder = Own(root->CreateMachineBuilder());
+  builder->AddDisk(L"E:\\a.vhdx");
+  const auto e = Raised<ObjectNotFoundException>([&] { builder->Commit(); });
+  EXPECT_EQ(e.GetErrorCode(), 0xFFFFFFFFu);
+  EXPECT_STREQ(e.GetMessageDescription(),
+               L"Cannot find default: Microsoft:Hyper-V:Synthetic Disk Drive");
+  EXPECT_STRNE(builder->GetMachineId(), L"") << "the machine stays: there is no rollback";
+}
+
 TEST(EditingWithoutHostGuardianTest, SecurityNeedsTheHgsService) {
   sim::HostOptions options;
   options.hostGuardian = false;
