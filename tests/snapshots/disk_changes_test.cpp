@@ -2,6 +2,7 @@
 
 #include "simhost/hyperv_model.h"
 #include "simhost/sim_fixture.h"
+#include "simhost/virtual_disks.h"
 
 namespace quorvane::sim {
 namespace {
@@ -47,6 +48,20 @@ TEST_F(SimHostTest, ZeroProcessedEndsTheWalk) {
   EXPECT_EQ(passes, 2);
   ASSERT_EQ(ranges.size(), 2u);
   EXPECT_EQ(ranges[1].offset, 8192u);
+}
+
+// The host answers synchronously by default; answered through jobs, the outputs are the same.
+TEST_F(SimHostTest, ChangesAnsweredThroughJobs) {
+  CreateDiskFile(Core(), L"D:\\z.vhdx", 1 << 20, L"");
+  const std::wstring id = Core().Disks().TrackingId(L"D:\\z.vhdx", 0);
+  Core().Disks().Write(L"D:\\z.vhdx", 8192, 100);
+  Core().SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", false);
+  Core().SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualHardDiskSettingData", false);
+  const auto ranges = GetVirtualDiskChanges(*service_, L"D:\\z.vhdx", id);
+  ASSERT_EQ(ranges.size(), 1u);
+  EXPECT_EQ(ranges[0].offset, 8192u);
+  EXPECT_EQ(ranges[0].length, 4096u);  // whole tracking blocks
+  EXPECT_EQ(Query(L"SELECT * FROM Msvm_ConcreteJob WHERE JobState = 7").size(), 2u);
 }
 
 }  // namespace
