@@ -5,14 +5,13 @@
 #include "editing/network.h"
 #include "editing/resource_settings.h"
 #include "editing/storage.h"
+#include "inventory/hyperv_names.h"
 #include "quorvane/exceptions.h"
 #include "wmi/wmi_job.h"
 #include "wmi/wmi_read.h"
 
 namespace quorvane {
 namespace {
-
-constexpr wchar_t kGeneration2[] = L"Microsoft:Hyper-V:SubType:2";
 
 std::wstring ProcessorText(IWmiService& service, IWmiObject& settings,
                            const MachineSettings& wanted) {
@@ -61,7 +60,7 @@ WmiObjectPtr MachineBuilder::NewSystemSettings() {
   const auto system = service_->SpawnInstance(L"Msvm_VirtualSystemSettingData");
   system->SetProperty(L"ElementName", WmiValue::String(settings_.name));
   if (settings_.generation2) {
-    system->SetProperty(L"VirtualSystemSubType", WmiValue::String(kGeneration2));
+    system->SetProperty(L"VirtualSystemSubType", WmiValue::String(hyperv::kGeneration2SubType));
     if (settings_.secureBootSet) {
       system->SetProperty(L"SecureBootEnabled", WmiValue::Int32(settings_.secureBoot ? 1 : 0));
     }

@@ -7,17 +7,12 @@
 #include "editing/resource_settings.h"
 #include "editing/security.h"
 #include "editing/storage.h"
+#include "inventory/hyperv_names.h"
 #include "inventory/machine_lookup.h"
 #include "wmi/wmi_job.h"
 #include "wmi/wmi_read.h"
 
 namespace quorvane {
-namespace {
-
-constexpr wchar_t kGeneration2[] = L"Microsoft:Hyper-V:SubType:2";
-
-}  // namespace
-
 MachineEditor* MachineEditor::Create(ServiceMap services, std::wstring machineId) {
   return new (std::nothrow) MachineEditor(std::move(services), std::move(machineId));
 }
@@ -48,7 +43,8 @@ void MachineEditor::ModifySystem(IWmiObject& managementService, IWmiObject& sett
 void MachineEditor::Commit() {
   const auto settings = FindRealizedSettingsBySystemId(*service_, machineId_);
   const auto managementService = service_->QueryFirst(L"Msvm_VirtualSystemManagementService");
-  settings_.generation2 = ReadText(*settings, L"VirtualSystemSubType") == kGeneration2;
+  settings_.generation2 =
+      ReadText(*settings, L"VirtualSystemSubType") == hyperv::kGeneration2SubType;
   ModifySystem(*managementService, *settings);
   ModifyResources(service_, *managementService,
                   ProcessorAndMemoryTexts(*service_, *settings, settings_, true));

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "editing/resource_settings.h"
+#include "inventory/hyperv_names.h"
 #include "quorvane/exceptions.h"
 #include "wmi/wmi_job.h"
 #include "wmi/wmi_read.h"
@@ -10,12 +11,6 @@
 namespace quorvane {
 namespace {
 
-constexpr wchar_t kDriveSubType[] = L"Microsoft:Hyper-V:Synthetic Disk Drive";
-constexpr wchar_t kImageSubType[] = L"Microsoft:Hyper-V:Virtual Hard Disk";
-constexpr wchar_t kScsiSubType[] = L"Microsoft:Hyper-V:Synthetic SCSI Controller";
-constexpr wchar_t kIdeSubType[] = L"Microsoft:Hyper-V:Emulated IDE Controller";
-constexpr std::int64_t kIdeType = 5;
-constexpr std::int64_t kScsiType = 6;
 constexpr std::uint32_t kSlotsPerScsi = 64;
 constexpr std::uint32_t kScsiControllers = 4;
 constexpr std::uint32_t kPositions = 256;
@@ -72,7 +67,7 @@ WmiObjectPtr FindIdeController(IWmiObject& settings, std::uint32_t number) {
     NotFound(L"Cannot find Ide controller");
   }
   for (const auto& part : settings.GetAssociatorsOfClass(L"Msvm_ResourceAllocationSettingData")) {
-    if (IsController(*part, kIdeType, kIdeSubType) &&
+    if (IsController(*part, hyperv::kIdeControllerType, hyperv::kIdeControllerSubType) &&
         ReadText(*part, L"Address") == DecimalText(number)) {
       return part;
     }
@@ -87,14 +82,15 @@ WmiObjectPtr FindOrCreateScsiController(const WmiServicePtr& service, IWmiObject
   }
   std::uint32_t count = 0;
   for (const auto& part : settings.GetAssociatorsOfClass(L"Msvm_ResourceAllocationSettingData")) {
-    if (IsController(*part, kScsiType, kScsiSubType) && count++ == number) {
+    if (IsController(*part, hyperv::kScsiControllerType, hyperv::kScsiControllerSubType) &&
+        count++ == number) {
       return part;
     }
   }
   if (count >= kScsiControllers) {
     NotFound(L"Cannot find Scsi controller");
   }
-  const auto controller = DefaultSettingsFor(*service, kScsiSubType);
+  const auto controller = DefaultSettingsFor(*service, hyperv::kScsiControllerSubType);
   const auto made = AddResources(service, managementService, settings, {controller->GetText()});
   if (made.empty()) {
     throw DefaultException(kLibraryErrorCode, L"Cannot create SCSI Controller");
@@ -108,8 +104,8 @@ void AttachDisks(const WmiServicePtr& service, IWmiObject& managementService, IW
   if (disks.empty()) {
     return;
   }
-  const auto driveDefaults = FindDefaultCapabilities(*service, kDriveSubType);
-  const auto imageDefaults = FindDefaultCapabilities(*service, kImageSubType);
+  const auto driveDefaults = FindDefaultCapabilities(*service, hyperv::kDiskDriveSubType);
+  const auto imageDefaults = FindDefaultCapabilities(*service, hyperv::kHardDiskSubType);
   std::size_t nextKnown = 0;
   std::uint32_t position = 0;
   std::vector<std::wstring> images;
@@ -144,7 +140,7 @@ void RemoveDisks(const WmiServicePtr& service, IWmiObject& managementService,
   std::vector<std::wstring> images;
   std::vector<std::wstring> drives;
   for (const auto& image : settings.GetAssociatorsOfClass(L"Msvm_StorageAllocationSettingData")) {
-    if (ReadText(*image, L"ResourceSubType") == kImageSubType) {
+    if (ReadText(*image, L"ResourceSubType") == hyperv::kHardDiskSubType) {
       images.push_back(image->GetPath());
       drives.push_back(ReadText(*image, L"Parent"));
     }

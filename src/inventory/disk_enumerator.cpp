@@ -1,5 +1,6 @@
 #include "inventory/disk_enumerator.h"
 
+#include "inventory/hyperv_names.h"
 #include "inventory/machine_lookup.h"
 #include "snapshots/disk_changes.h"
 #include "util/creation.h"
@@ -9,13 +10,6 @@
 
 namespace quorvane {
 namespace {
-
-constexpr wchar_t kHardDisk[] = L"Microsoft:Hyper-V:Virtual Hard Disk";
-constexpr wchar_t kDvdDisk[] = L"Microsoft:Hyper-V:Virtual CD/DVD Disk";
-constexpr wchar_t kScsiController[] = L"Microsoft:Hyper-V:Synthetic SCSI Controller";
-constexpr wchar_t kIdeController[] = L"Microsoft:Hyper-V:Emulated IDE Controller";
-constexpr std::int64_t kIdeType = 5;
-constexpr std::int64_t kScsiType = 6;
 
 std::uint32_t FormatCode(std::int32_t format) {
   switch (format) {
@@ -52,9 +46,9 @@ void ReadPlacement(IWmiService& service, IWmiObject& allocation, DiskDescription
   disk.location = static_cast<std::uint32_t>(Stoi(ReadText(*drive, L"AddressOnParent")));
   const std::int64_t type = controller->GetProperty(L"ResourceType").AsInteger();
   const std::wstring subType = ReadText(*controller, L"ResourceSubType");
-  if (type == kScsiType && subType == kScsiController) {
+  if (type == hyperv::kScsiControllerType && subType == hyperv::kScsiControllerSubType) {
     disk.onScsi = true;
-  } else if (type == kIdeType && subType == kIdeController) {
+  } else if (type == hyperv::kIdeControllerType && subType == hyperv::kIdeControllerSubType) {
     disk.controllerAddress = static_cast<std::uint32_t>(Stoul(ReadText(*controller, L"Address")));
   }
 }
@@ -68,8 +62,8 @@ std::vector<DiskDescription> ListMachineDisks(IWmiService& service, IWmiObject& 
   for (const auto& allocation :
        settings.GetAssociatorsOfClass(L"Msvm_StorageAllocationSettingData")) {
     const std::wstring subType = ReadText(*allocation, L"ResourceSubType");
-    const bool dvd = subType == kDvdDisk;
-    if (subType != kHardDisk && !(dvd && includeDvd)) {
+    const bool dvd = subType == hyperv::kDvdDiskSubType;
+    if (subType != hyperv::kHardDiskSubType && !(dvd && includeDvd)) {
       continue;
     }
     DiskDescription disk;

@@ -3,6 +3,7 @@
 #include <cwchar>
 
 #include "inventory/disk_enumerator.h"
+#include "inventory/hyperv_names.h"
 #include "inventory/machine_lookup.h"
 #include "util/creation.h"
 #include "util/number_text.h"
@@ -11,8 +12,6 @@
 
 namespace quorvane {
 namespace {
-
-constexpr wchar_t kGeneration2SubType[] = L"Microsoft:Hyper-V:SubType:2";
 
 // "VirtualQuantity" of the first associated settings object of `resultClass`; 0 when none.
 std::int64_t FirstQuantity(IWmiObject& settings, const wchar_t* resultClass) {
@@ -47,7 +46,7 @@ void MachineInfo::Load() {
   guestStateDataRoot_ = ReadText(*settings, L"GuestStateDataRoot");
   configurationFile_ = ReadText(*settings, L"ConfigurationFile");
   configurationDataRoot_ = ReadText(*settings, L"ConfigurationDataRoot");
-  isGeneration2_ = ReadText(*settings, L"VirtualSystemSubType") == kGeneration2SubType;
+  isGeneration2_ = ReadText(*settings, L"VirtualSystemSubType") == hyperv::kGeneration2SubType;
   creationTime_ = ReadDatetime(settings->GetProperty(L"CreationTime"));
 }
 

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+
+// The texts and numbers by which Hyper-V tells its kinds of settings and devices apart.
+namespace quorvane::hyperv {
+
+inline constexpr wchar_t kGeneration2SubType[] = L"Microsoft:Hyper-V:SubType:2";
+
+inline constexpr wchar_t kIdeControllerSubType[] = L"Microsoft:Hyper-V:Emulated IDE Controller";
+inline constexpr wchar_t kScsiControllerSubType[] = L"Microsoft:Hyper-V:Synthetic SCSI Controller";
+inline constexpr wchar_t kDiskDriveSubType[] = L"Microsoft:Hyper-V:Synthetic Disk Drive";
+inline constexpr wchar_t kHardDiskSubType[] = L"Microsoft:Hyper-V:Virtual Hard Disk";
+inline constexpr wchar_t kDvdDiskSubType[] = L"Microsoft:Hyper-V:Virtual CD/DVD Disk";
+
+inline constexpr std::int64_t kIdeControllerType = 5;
+inline constexpr std::int64_t kScsiControllerType = 6;
+
+}  // namespace quorvane::hyperv
