@@ -69,29 +69,26 @@ WqlProperty LookupForQuery(const Repository& repository, Repository::Id id,
   return {instance.Get(name), numeric};
 }
 
+// Every property a query names must exist; those its WHERE clause tests must not be arrays.
 void CheckQueryProperties(const ClassDef& cls, const SelectQuery& query) {
-  std::vector<std::wstring> names = query.properties;
+  std::vector<std::wstring> tested;
   if (query.where) {
-    CollectProperties(*query.where, names);
+    CollectProperties(*query.where, tested);
   }
-  for (const auto& name : names) {
+  const auto check = [&cls](const std::wstring& name, bool inWhere) {
     if (name.rfind(L"__", 0) == 0) {
-      continue;
+      return;
     }
     const MemberDef* member = Schema::Instance().FindProperty(cls, name);
-    if (member == nullptr) {
+    if (member == nullptr || (inWhere && member->array)) {
       Fail(status::kWbemInvalidQuery);
     }
+  };
+  for (const auto& name : query.properties) {
+    check(name, false);
   }
-  if (query.where) {
-    std::vector<std::wstring> tested;
-    CollectProperties(*query.where, tested);
-    for (const auto& name : tested) {
-      const MemberDef* member = Schema::Instance().FindProperty(cls, name);
-      if (member != nullptr && member->array) {
-        Fail(status::kWbemInvalidQuery);  // array properties cannot be tested
-      }
-    }
+  for (const auto& name : tested) {
+    check(name, true);
   }
 }
 

@@ -160,11 +160,8 @@ std::optional<Repository::Id> Repository::Find(const ObjectPath& path) const {
     named.keys[0].first = keys[0];
   }
   // A path may name the object by one of its base classes.
-  for (const auto& candidate : Schema::Instance().Classes()) {
-    if (!Schema::Instance().IsA(candidate, cls->name)) {
-      continue;
-    }
-    named.className = std::wstring(candidate.name);
+  for (const ClassDef* candidate : Schema::Instance().SelfAndDescendants(*cls)) {
+    named.className = candidate->name;
     const auto found = byIdentity_.find(IdentityOfPath(named));
     if (found != byIdentity_.end()) {
       return found->second;

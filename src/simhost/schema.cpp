@@ -145,6 +145,24 @@ Schema::Schema() {
   for (const auto& cls : classes_) {
     index_.emplace(cls.name, &cls);
   }
+  for (const auto& cls : classes_) {
+    std::map<std::wstring_view, const MemberDef*, LessNoCase> byName;
+    for (const ClassDef* c = &cls; c != nullptr; c = Superclass(*c)) {
+      for (const auto& property : c->properties) {
+        byName.emplace(property.name, &property);
+      }
+    }
+    auto& properties = properties_[&cls];
+    for (const auto& entry : byName) {
+      properties.push_back(entry.second);
+    }
+    auto& descendants = descendants_[&cls];
+    for (const auto& candidate : classes_) {
+      if (IsA(candidate, cls.name)) {
+        descendants.push_back(&candidate);
+      }
+    }
+  }
 }
 
 const ClassDef* Schema::FindClass(std::wstring_view name) const {
@@ -173,19 +191,12 @@ std::vector<std::wstring> Schema::Derivation(const ClassDef& cls) const {
   return names;
 }
 
-std::vector<const MemberDef*> Schema::Properties(const ClassDef& cls) const {
-  std::map<std::wstring_view, const MemberDef*, LessNoCase> byName;
-  for (const ClassDef* c = &cls; c != nullptr; c = Superclass(*c)) {
-    for (const auto& property : c->properties) {
-      byName.emplace(property.name, &property);
-    }
-  }
-  std::vector<const MemberDef*> properties;
-  properties.reserve(byName.size());
-  for (const auto& [name, property] : byName) {
-    properties.push_back(property);
-  }
-  return properties;
+const std::vector<const MemberDef*>& Schema::Properties(const ClassDef& cls) const {
+  return properties_.at(&cls);
+}
+
+const std::vector<const ClassDef*>& Schema::SelfAndDescendants(const ClassDef& cls) const {
+  return descendants_.at(&cls);
 }
 
 const MemberDef* Schema::FindProperty(const ClassDef& cls, std::wstring_view name) const {

@@ -70,9 +70,6 @@ class Schema {
  public:
   static const Schema& Instance();
 
-  // Every class, in the table's order.
-  const std::vector<ClassDef>& Classes() const { return classes_; }
-
   const ClassDef* FindClass(std::wstring_view name) const;
   // Whether `cls` is `ancestor` or derives from it.
   bool IsA(const ClassDef& cls, std::wstring_view ancestor) const;
@@ -80,7 +77,9 @@ class Schema {
   // Superclass names, nearest first.
   std::vector<std::wstring> Derivation(const ClassDef& cls) const;
   // Own and inherited properties in alphabetical order; a subclass's declaration wins.
-  std::vector<const MemberDef*> Properties(const ClassDef& cls) const;
+  const std::vector<const MemberDef*>& Properties(const ClassDef& cls) const;
+  // The class and every class derived from it, in the table's order.
+  const std::vector<const ClassDef*>& SelfAndDescendants(const ClassDef& cls) const;
   const MemberDef* FindProperty(const ClassDef& cls, std::wstring_view name) const;
   // The nearest declaration of the method along the ancestry.
   const MethodDef* FindMethod(const ClassDef& cls, std::wstring_view name) const;
@@ -94,6 +93,9 @@ class Schema {
 
   std::vector<ClassDef> classes_;
   std::map<std::wstring_view, const ClassDef*, LessNoCase> index_;
+  // Worked out once: objects are made and paths resolved all the time.
+  std::map<const ClassDef*, std::vector<const MemberDef*>> properties_;
+  std::map<const ClassDef*, std::vector<const ClassDef*>> descendants_;
 };
 
 }  // namespace quorvane::sim
