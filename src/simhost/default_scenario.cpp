@@ -43,8 +43,7 @@ std::shared_ptr<HostCore> BuildDefaultHost() {
   for (const auto& [path, size] : {std::pair{L"D:\\Hyper-V\\web-01\\system.vhdx", 64ull << 30},
                                    std::pair{L"D:\\Hyper-V\\web-01\\data.vhdx", 256ull << 30}}) {
     CreateDiskFile(*host, path, size, L"");
-    const auto [controller, slot] = FreePlace(*host, webSettings);
-    AttachDrive(*host, webSettings, controller, slot, path, false);
+    AttachAtFreePlace(*host, webSettings, path, false);
   }
   host->AdvanceClock(3'600'000);
   TakeSnapshot(*host, webMachine, 2, L"Before update");
@@ -59,10 +58,8 @@ std::shared_ptr<HostCore> BuildDefaultHost() {
   const auto dbMachine = DefineMachine(*host, db);
   const auto dbSettings = *RealizedSettingsOf(host->Namespace(kVirtualizationNamespace), dbMachine);
   CreateDiskFile(*host, L"D:\\Hyper-V\\db-01\\db.vhdx", 128ull << 30, L"");
-  const auto [dbController, dbSlot] = FreePlace(*host, dbSettings);
-  AttachDrive(*host, dbSettings, dbController, dbSlot, L"D:\\Hyper-V\\db-01\\db.vhdx", false);
-  const auto [dvdController, dvdSlot] = FreePlace(*host, dbSettings);
-  AttachDrive(*host, dbSettings, dvdController, dvdSlot, L"D:\\ISO\\tools.iso", true);
+  AttachAtFreePlace(*host, dbSettings, L"D:\\Hyper-V\\db-01\\db.vhdx", false);
+  AttachAtFreePlace(*host, dbSettings, L"D:\\ISO\\tools.iso", true);
   MachineDefinition planned;
   planned.name = L"imported";
   planned.planned = true;

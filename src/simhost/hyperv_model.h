@@ -67,9 +67,11 @@ void DestroyMachine(Repository& repository, Repository::Id machine);
 std::vector<Repository::Id> ControllersOf(const Repository& repository, Repository::Id settings);
 // Parts of a settings object (devices, memory, processor), in creation order.
 std::vector<Repository::Id> PartsOf(const Repository& repository, Repository::Id settings);
-// The first free place for a disk: IDE while generation 1 has room, else the first SCSI
-// controller (made when there is none). Returns the controller and the slot.
-std::pair<Repository::Id, std::uint32_t> FreePlace(HostCore& host, Repository::Id settings);
+// Puts the disk (or, for a DVD, the image) in a new drive at the first free place: IDE while
+// generation 1 has room, else the first SCSI controller (made when there is none). Returns the
+// storage allocation.
+Repository::Id AttachAtFreePlace(HostCore& host, Repository::Id settings, const std::wstring& path,
+                                 bool dvd);
 Repository::Id AddScsiController(HostCore& host, Repository::Id settings);
 // The controllers a new machine has: two IDE controllers for generation 1, one SCSI for 2.
 void AddDefaultControllers(HostCore& host, Repository::Id settings, bool generation2);

@@ -116,6 +116,8 @@ void AddDefaultControllers(HostCore& host, Repository::Id settings, bool generat
   }
 }
 
+namespace {
+
 std::pair<Repository::Id, std::uint32_t> FreePlace(HostCore& host, Repository::Id settings) {
   Repository& v2 = host.Namespace(kVirtualizationNamespace);
   std::optional<Repository::Id> scsi;
@@ -133,6 +135,14 @@ std::pair<Repository::Id, std::uint32_t> FreePlace(HostCore& host, Repository::I
   const Repository::Id controller = scsi ? *scsi : AddScsiController(host, settings);
   const auto slot = FirstFreeSlot(v2, settings, controller, kScsiSlots);
   return {controller, slot ? *slot : kScsiSlots};
+}
+
+}  // namespace
+
+Repository::Id AttachAtFreePlace(HostCore& host, Repository::Id settings, const std::wstring& path,
+                                 bool dvd) {
+  const auto [controller, slot] = FreePlace(host, settings);
+  return AttachDrive(host, settings, controller, slot, path, dvd);
 }
 
 Repository::Id CreateDrive(HostCore& host, Repository::Id settings, Repository::Id controller,

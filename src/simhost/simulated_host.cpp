@@ -180,8 +180,7 @@ void SimulatedHost::Attach(const std::wstring& machineId, const std::wstring& pa
   if (!settings || (!dvd && core_->Disks().Find(path) == nullptr)) {
     throw DefaultException(kLibraryErrorCode, (L"Cannot attach " + path).c_str());
   }
-  const auto [controller, slot] = FreePlace(*core_, *settings);
-  AttachDrive(*core_, *settings, controller, slot, path, dvd);
+  AttachAtFreePlace(*core_, *settings, path, dvd);
 }
 
 void SimulatedHost::DetachDisk(const std::wstring& machineId, const std::wstring& path) {
