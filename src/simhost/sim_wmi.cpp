@@ -94,10 +94,10 @@ std::optional<WmiValue> SimObject::SystemProperty(std::wstring_view name) const 
   const std::wstring nameSpace = service_ ? service_->NameSpace() : L"";
   const std::wstring relativePath = origin_ == Origin::ClassObject ? className : copy_.relativePath;
   const bool located = stored || origin_ == Origin::ClassObject;
-  std::vector<std::wstring> derivation;
-  if (copy_.cls != nullptr) {
-    derivation = Schema::Instance().Derivation(*copy_.cls);
-  }
+  const auto derivation = [this] {
+    return copy_.cls != nullptr ? Schema::Instance().Derivation(*copy_.cls)
+                                : std::vector<std::wstring>();
+  };
   if (EqualsNoCase(name, L"__CLASS"))
     return WmiValue::String(className);
   if (EqualsNoCase(name, L"__GENUS"))
@@ -113,13 +113,15 @@ std::optional<WmiValue> SimObject::SystemProperty(std::wstring_view name) const 
   if (EqualsNoCase(name, L"__NAMESPACE"))
     return located ? TextOrNull(nameSpace) : WmiValue();
   if (EqualsNoCase(name, L"__SUPERCLASS")) {
-    return derivation.empty() ? WmiValue() : WmiValue::String(derivation.front());
+    const auto ancestors = derivation();
+    return ancestors.empty() ? WmiValue() : WmiValue::String(ancestors.front());
   }
   if (EqualsNoCase(name, L"__DYNASTY")) {
-    return WmiValue::String(derivation.empty() ? className : derivation.back());
+    const auto ancestors = derivation();
+    return WmiValue::String(ancestors.empty() ? className : ancestors.back());
   }
   if (EqualsNoCase(name, L"__DERIVATION"))
-    return WmiValue::Array(derivation);
+    return WmiValue::Array(derivation());
   if (EqualsNoCase(name, L"__PROPERTY_COUNT")) {
     return WmiValue::Int32(static_cast<std::int32_t>(members_.size()));
   }
