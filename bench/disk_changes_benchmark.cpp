@@ -66,7 +66,8 @@ class ScriptedMethod : public IWmiMethod {
       pass_ = static_cast<std::size_t>(value.AsInteger() / (kDiskSize / kPasses));
     }
   }
-  const WmiValue& GetOutParameter(const std::wstring& parameter) override {
+  using IWmiMethod::GetOutParameter;
+  const WmiValue& GetOutParameter(const std::wstring& parameter, std::int32_t) override {
     static const WmiValue kSettings = WmiValue::String(
         L"<INSTANCE CLASSNAME=\"Msvm_VirtualHardDiskSettingData\"><PROPERTY "
         L"NAME=\"MaxInternalSize\" TYPE=\"uint64\"><VALUE>" +

@@ -25,8 +25,7 @@ cmake -S . -B build-windows -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake
 cmake --build build-windows --parallel "$jobs"
 scripts/check-exports.sh build-windows/src/quorvane.dll
-mkdir -p build-windows/wineprefix
-WINEPREFIX="$PWD/build-windows/wineprefix" WINEDEBUG=-all \
-  /usr/lib/wine/wine64 build-windows/tests/windows/quorvane_windows_tests.exe
+scripts/run-wine-test.sh "$PWD/build-windows/wineprefix" \
+  build-windows/tests/windows/quorvane_windows_tests.exe
 
 scripts/check-format.sh

@@ -1,5 +1,5 @@
 // Platform functions for Windows: the system's and WMI's message texts, local time, GUIDs.
-#include <windows.h>
+#include "platform/windows_api.h"
 
 #include <rpc.h>
 #include <wbemcli.h>
@@ -10,7 +10,8 @@
 namespace quorvane::platform {
 namespace {
 
-constexpr DWORD kAllContexts = CLSCTX_INPROC_SERVER | CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER;
+// 23: in-process server and handler, local and remote server.
+constexpr DWORD kAllContexts = CLSCTX_ALL;
 const CLSID kStatusTextClass = {
     0xEB87E1BD, 0x3233, 0x11D2, {0xAE, 0xC9, 0x00, 0xC0, 0x4F, 0xB6, 0x88, 0x20}};
 const IID kStatusTextInterface = {
@@ -39,7 +40,7 @@ std::optional<std::wstring> WmiStatusText(HResult status) {
     return std::nullopt;
   }
   com::UniqueBstr text;
-  if (FAILED(source->GetErrorCodeText(status, 0, 0, text.out())) || text.get() == nullptr) {
+  if (FAILED(source->GetErrorCodeText(status, 0, 0, text.put())) || text.get() == nullptr) {
     return std::nullopt;
   }
   return text.str();

@@ -3,8 +3,10 @@
 #include <algorithm>
 
 #include "entry/status.h"
+#include "quorvane/exceptions.h"
 #include "simhost/cim_value.h"
 #include "simhost/instance_text.h"
+#include "wmi/com_error.h"
 
 namespace quorvane::sim {
 namespace {
@@ -233,11 +235,15 @@ void SimMethod::SetParameter(const std::wstring& name, const WmiValue& value) {
   in_->SetProperty(name, value);
 }
 
-const WmiValue& SimMethod::GetOutParameter(const std::wstring& name) {
+const WmiValue& SimMethod::GetOutParameter(const std::wstring& name, std::int32_t) {
   if (!out_) {
-    ThrowIfFailed(status::kPointer);  // nothing has run yet: there are no output parameters
+    throw ComError(status::kPointer);  // nothing has run yet: there are no output parameters
   }
-  return out_->PropertyRef(name);
+  try {
+    return out_->PropertyRef(name);
+  } catch (const DefaultException& e) {
+    throw ComError(static_cast<HResult>(e.GetErrorCode()));
+  }
 }
 
 std::uint32_t SimMethod::Execute() {

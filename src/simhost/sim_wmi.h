@@ -74,7 +74,8 @@ class SimMethod final : public IWmiMethod {
             const MethodDef& definition, std::shared_ptr<SimObject> in);
 
   void SetParameter(const std::wstring& name, const WmiValue& value) override;
-  const WmiValue& GetOutParameter(const std::wstring& name) override;
+  using IWmiMethod::GetOutParameter;
+  const WmiValue& GetOutParameter(const std::wstring& name, std::int32_t flags) override;
   WmiObjectPtr GetInParameters() override { return in_; }
   std::uint32_t Execute() override;
 

@@ -6,6 +6,12 @@
 #include <string>
 #include <vector>
 
+// The Windows API renames these to its A/W functions; a unit that includes <windows.h> must do so
+// through platform/windows_api.h, or it would see members under other names than the rest.
+#if defined(GetObject) || defined(GetClassName)
+#error "include platform/windows_api.h instead of <windows.h>"
+#endif
+
 namespace quorvane {
 
 // Reads the text of an embedded instance (WMI DTD 2.0: an INSTANCE element with PROPERTY and

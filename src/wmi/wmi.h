@@ -7,6 +7,12 @@
 
 #include "wmi/wmi_value.h"
 
+// The Windows API renames these to its A/W functions; a unit that includes <windows.h> must do so
+// through platform/windows_api.h, or it would see members under other names than the rest.
+#if defined(GetObject) || defined(GetClassName)
+#error "include platform/windows_api.h instead of <windows.h>"
+#endif
+
 namespace quorvane {
 
 class IWmiService;
@@ -67,7 +73,10 @@ class IWmiMethod {
   virtual void SetParameter(const std::wstring& name, const WmiValue& value) = 0;
   // A property of the output parameters; only meaningful after Execute. The value lives as long
   // as the method object (output arrays can be large; they are not copied).
-  virtual const WmiValue& GetOutParameter(const std::wstring& name) = 0;
+  // `flags` are those of IWbemClassObject::Get. A failure raises a COM status, which is not
+  // one of the library's exceptions.
+  virtual const WmiValue& GetOutParameter(const std::wstring& name, std::int32_t flags) = 0;
+  const WmiValue& GetOutParameter(const std::wstring& name) { return GetOutParameter(name, 0); }
   virtual WmiObjectPtr GetInParameters() = 0;
   // Runs the method and returns its "ReturnValue".
   virtual std::uint32_t Execute() = 0;

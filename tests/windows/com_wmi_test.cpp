@@ -1,7 +1,8 @@
 // The COM backend against a WMI that no one here wrote: Wine's "root\cimv2".
 #include <gtest/gtest.h>
-#include <windows.h>
+#include "platform/windows_api.h"
 
+#include "com_status_of.h"
 #include "quorvane/exceptions.h"
 #include "status_of.h"
 #include "wmi/com/com_wmi.h"
@@ -9,6 +10,7 @@
 namespace quorvane::com {
 namespace {
 
+using quorvane::testing::ComStatusOf;
 using quorvane::testing::StatusOf;
 
 class ComEnvironment : public ::testing::Environment {
@@ -63,7 +65,8 @@ TEST_F(ComWmiTest, MethodsAndSpawnedInstances) {
   const auto process = service_->QueryFirst(L"Win32_Process");
   const auto method = process->CreateMethod(L"Create");
   ASSERT_NE(method->GetInParameters(), nullptr);
-  EXPECT_EQ(StatusOf([&] { method->GetOutParameter(L"ReturnValue"); }), 0x80004003u);
+  EXPECT_EQ(ComStatusOf([&] { method->GetOutParameter(L"ReturnValue"); }),
+            static_cast<HResult>(E_POINTER));
   EXPECT_NE(service_->SpawnInstance(L"Win32_Process"), nullptr);
   EXPECT_EQ(StatusOf([&] { service_->SpawnInstance(L"Win32_NoSuchClass"); }) & 0xFFFF0000u,
             0x80040000u);

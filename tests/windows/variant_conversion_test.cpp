@@ -9,7 +9,7 @@ namespace {
 
 WmiValue RoundTrip(const WmiValue& value) {
   ScopedVariant variant;
-  ToVariant(value, *variant.get(), [](const WmiObjectPtr&) -> IUnknown* { return nullptr; });
+  ToVariant(value, *variant.get(), [](const WmiObjectPtr&) { return ComPtr<IUnknown>(); });
   return FromVariant(variant.ref(), [](IUnknown*) { return WmiObjectPtr(); });
 }
 

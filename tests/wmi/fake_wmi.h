@@ -78,7 +78,10 @@ class FakeMethod : public IWmiMethod {
   int executions = 0;
 
   void SetParameter(const std::wstring&, const WmiValue&) override {}
-  const WmiValue& GetOutParameter(const std::wstring& name) override { return outParameters[name]; }
+  using IWmiMethod::GetOutParameter;
+  const WmiValue& GetOutParameter(const std::wstring& name, std::int32_t) override {
+    return outParameters[name];
+  }
   WmiObjectPtr GetInParameters() override { return nullptr; }
   std::uint32_t Execute() override {
     ++executions;

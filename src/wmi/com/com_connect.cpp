@@ -1,3 +1,5 @@
+#include "platform/windows_api.h"
+
 #include <objbase.h>
 
 #include "wmi/com/com_wmi.h"

@@ -1,5 +1,6 @@
 #include "wmi/com/com_wmi.h"
 
+#include "entry/status.h"
 #include "quorvane/exceptions.h"
 #include "wmi/com/variant_conversion.h"
 #include "wmi/com_error.h"
@@ -7,7 +8,8 @@
 namespace quorvane::com {
 namespace {
 
-constexpr DWORD kAllContexts = CLSCTX_INPROC_SERVER | CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER;
+// 23: in-process server and handler, local and remote server.
+constexpr DWORD kAllContexts = CLSCTX_ALL;
 constexpr LONG kConnectUseMaxWait = 0x80;
 constexpr LONG kForwardOnlyReturnImmediately = 0x30;
 constexpr ULONG kTextFormatWmiDtd20 = 2;
@@ -21,9 +23,9 @@ ObjectWrapper WrapperFor(const std::shared_ptr<WmiService>& service) {
   return [service](IUnknown* object) { return service->WrapObject(object); };
 }
 
-IUnknown* Unwrap(const WmiObjectPtr& object) {
+ComPtr<IUnknown> Unwrap(const WmiObjectPtr& object) {
   const auto* wmi = dynamic_cast<const WmiObject*>(object.get());
-  return wmi ? wmi->GetRawObject().Detach() : nullptr;
+  return wmi ? ComPtr<IUnknown>(wmi->GetRawObject()) : nullptr;
 }
 
 WmiValue ReadProperty(IWbemClassObject& object, const std::wstring& name,
@@ -43,7 +45,7 @@ void SetContextFlag(IWbemContext& context, const wchar_t* name, bool value) {
   ScopedVariant flag;
   flag.get()->vt = VT_BOOL;
   flag.get()->boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
-  ThrowIfFailed(context.SetValue(name, 0, flag.get()));
+  ThrowIfWmiFailed(context.SetValue(name, 0, flag.get()));
 }
 
 }  // namespace
@@ -98,7 +100,7 @@ WmiService::~WmiService() {
 
 void WmiService::SetBlanket(IUnknown* proxy) const {
   CoSetProxyBlanket(proxy, RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, nullptr,
-                    remote_ ? RPC_C_AUTHN_LEVEL_PKT_PRIVACY : RPC_C_AUTHN_LEVEL_CONNECT,
+                    remote_ ? RPC_C_AUTHN_LEVEL_PKT_PRIVACY : RPC_C_AUTHN_LEVEL_CALL,
                     RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE);
 }
 
@@ -168,6 +170,7 @@ WmiObjectPtr WmiService::SpawnInstance(const std::wstring& className) {
   const UniqueBstr name(className);
   ComPtr<IWbemClassObject> cls;
   ThrowIfWmiFailed(Services()->GetObject(name.get(), 0, nullptr, cls.GetAddressOf(), nullptr));
+  SetBlanket(cls.Get());
   ComPtr<IWbemClassObject> instance;
   ThrowIfWmiFailed(cls->SpawnInstance(0, instance.GetAddressOf()));
   SetBlanket(instance.Get());
@@ -196,8 +199,7 @@ void WmiObject::SetProperty(const std::wstring& name, const WmiValue& value) {
 
 std::vector<std::wstring> WmiObject::GetPropertyNames() {
   ScopedSafeArray names;
-  ThrowIfWmiFailed(Object().GetNames(nullptr, 0, nullptr, names.out()));
-  ScopedVariant holder;
+  ThrowIfWmiFailed(Object().GetNames(nullptr, 0, nullptr, names.put()));
   std::vector<std::wstring> out;
   LONG lower = 0;
   LONG upper = -1;
@@ -205,7 +207,7 @@ std::vector<std::wstring> WmiObject::GetPropertyNames() {
   SafeArrayGetUBound(names.get(), 1, &upper);
   for (LONG i = lower; i <= upper; ++i) {
     UniqueBstr name;
-    ThrowIfFailed(SafeArrayGetElement(names.get(), &i, name.out()));
+    ThrowIfFailed(SafeArrayGetElement(names.get(), &i, name.put()));
     out.push_back(name.str());
   }
   return out;
@@ -223,8 +225,9 @@ void WmiObject::Refresh() {
 WmiMethodPtr WmiObject::CreateMethod(const std::wstring& methodName) {
   const auto cls = std::static_pointer_cast<WmiObject>(service_->GetObject(GetClass()));
   ComPtr<IWbemClassObject> signature;
-  ThrowIfWmiFailed(
-      cls->Object().GetMethod(methodName.c_str(), 0, signature.GetAddressOf(), nullptr));
+  ComPtr<IWbemClassObject> outSignature;
+  ThrowIfWmiFailed(cls->Object().GetMethod(methodName.c_str(), 0, signature.GetAddressOf(),
+                                           outSignature.GetAddressOf()));
   ComPtr<IWbemClassObject> in;
   if (signature) {
     ThrowIfWmiFailed(signature->SpawnInstance(0, in.GetAddressOf()));
@@ -245,7 +248,7 @@ std::wstring WmiObject::GetText() {
                                  IID_IWbemObjectTextSrc,
                                  reinterpret_cast<void**>(source.GetAddressOf())));
   UniqueBstr text;
-  ThrowIfFailed(source->GetText(0, &Object(), kTextFormatWmiDtd20, context.Get(), text.out()));
+  ThrowIfWmiFailed(source->GetText(0, &Object(), kTextFormatWmiDtd20, context.Get(), text.put()));
   return text.str();
 }
 
@@ -256,15 +259,20 @@ void WmiMethod::SetParameter(const std::wstring& name, const WmiValue& value) {
   WriteProperty(*in_.Get(), name, value);
 }
 
-const WmiValue& WmiMethod::GetOutParameter(const std::wstring& name) {
+const WmiValue& WmiMethod::GetOutParameter(const std::wstring& name, std::int32_t flags) {
   if (!out_) {
-    ThrowIfFailed(status::kPointer);
+    throw ComError(E_POINTER);  // nothing has run yet: there are no output parameters
   }
   const auto cached = outValues_.find(name);
   if (cached != outValues_.end()) {
     return cached->second;
   }
-  return outValues_[name] = ReadProperty(*out_.Get(), name, service_);
+  ScopedVariant value;
+  const HRESULT status = out_->Get(name.c_str(), flags, value.get(), nullptr, nullptr);
+  if (FAILED(status)) {
+    throw ComError(status);
+  }
+  return outValues_[name] = FromVariant(value.ref(), WrapperFor(service_));
 }
 
 WmiObjectPtr WmiMethod::GetInParameters() {

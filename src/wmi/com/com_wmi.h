@@ -1,7 +1,7 @@
 #pragma once
 
 // The WMI layer on real COM: one connected namespace, its objects and method calls.
-#include "wmi/com/com_holders.h"
+#include "wmi/com/com_holders.h"  // the Windows API first
 
 #include <wbemidl.h>
 
@@ -80,7 +80,8 @@ class WmiMethod final : public IWmiMethod {
         in_(std::move(in)) {}
 
   void SetParameter(const std::wstring& name, const WmiValue& value) override;
-  const WmiValue& GetOutParameter(const std::wstring& name) override;
+  using IWmiMethod::GetOutParameter;
+  const WmiValue& GetOutParameter(const std::wstring& name, std::int32_t flags) override;
   WmiObjectPtr GetInParameters() override;
   std::uint32_t Execute() override;
 

@@ -1,6 +1,9 @@
 // The embedded-instance reader on the MSXML 3.0 DOM.
+#include "platform/windows_api.h"
+
 #include <msxml2.h>
 
+#include "entry/status.h"
 #include "wmi/com/com_holders.h"
 #include "wmi/embedded_instance_reader.h"
 
@@ -11,7 +14,8 @@ using com::ComPtr;
 using com::ScopedVariant;
 using com::UniqueBstr;
 
-constexpr DWORD kAllContexts = CLSCTX_INPROC_SERVER | CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER;
+// 23: in-process server and handler, local and remote server.
+constexpr DWORD kAllContexts = CLSCTX_ALL;
 const CLSID kDomDocument30 = {
     0xF5078F32, 0xC551, 0x11D3, {0x89, 0xB9, 0x00, 0x00, 0xF8, 0x1F, 0xE2, 0x21}};
 const IID kDomDocument = {
@@ -21,8 +25,16 @@ const IID kDomElement = {
 
 std::wstring TextOf(IXMLDOMNode& node) {
   UniqueBstr text;
-  ThrowIfFailed(node.get_text(text.out()));
+  ThrowIfFailed(node.get_text(text.put()));
   return text.str();
+}
+
+// A BSTR variant's text; a null BSTR is a valid empty string.
+std::wstring TextOfVariant(const VARIANT& value) {
+  if (value.vt != VT_BSTR || value.bstrVal == nullptr) {
+    return L"";
+  }
+  return std::wstring(value.bstrVal, SysStringLen(value.bstrVal));
 }
 
 class MsxmlEmbeddedInstanceReader final : public IEmbeddedInstanceReader {
@@ -54,8 +66,7 @@ class MsxmlEmbeddedInstanceReader final : public IEmbeddedInstanceReader {
       const UniqueBstr attribute(L"NAME");
       ScopedVariant name;
       ThrowIfFailed(element->getAttribute(attribute.get(), name.get()));
-      AddProperty(name.ref().vt == VT_BSTR ? std::wstring(name.ref().bstrVal) : L"",
-                  TextOf(*node.Get()));
+      AddProperty(TextOfVariant(name.ref()), TextOf(*node.Get()));
     }
   }
 

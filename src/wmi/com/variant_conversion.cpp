@@ -3,6 +3,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "entry/status.h"
+
 namespace quorvane::com {
 namespace {
 
@@ -10,15 +12,24 @@ std::wstring FromBstr(BSTR text) {
   return text ? std::wstring(text, SysStringLen(text)) : L"";
 }
 
-// Reads every element of a one-dimensional SAFEARRAY.
+struct Bounds {
+  LONG lower = 0;
+  LONG upper = -1;
+};
+
+Bounds BoundsOf(SAFEARRAY* array) {
+  Bounds bounds;
+  ThrowIfFailed(SafeArrayGetLBound(array, 1, &bounds.lower));
+  ThrowIfFailed(SafeArrayGetUBound(array, 1, &bounds.upper));
+  return bounds;
+}
+
+// Reads every element of a one-dimensional SAFEARRAY of plain values.
 template <typename T>
 std::vector<T> Elements(SAFEARRAY* array) {
   std::vector<T> items;
-  LONG lower = 0;
-  LONG upper = -1;
-  SafeArrayGetLBound(array, 1, &lower);
-  SafeArrayGetUBound(array, 1, &upper);
-  for (LONG i = lower; i <= upper; ++i) {
+  const Bounds bounds = BoundsOf(array);
+  for (LONG i = bounds.lower; i <= bounds.upper; ++i) {
     T item{};
     ThrowIfFailed(SafeArrayGetElement(array, &i, &item));
     items.push_back(item);
@@ -26,17 +37,34 @@ std::vector<T> Elements(SAFEARRAY* array) {
   return items;
 }
 
+// Each fetched string is owned the moment it is fetched, so a later failure leaks nothing.
+std::vector<std::wstring> TextElements(SAFEARRAY* array) {
+  std::vector<std::wstring> texts;
+  const Bounds bounds = BoundsOf(array);
+  for (LONG i = bounds.lower; i <= bounds.upper; ++i) {
+    UniqueBstr item;
+    ThrowIfFailed(SafeArrayGetElement(array, &i, item.put()));
+    texts.push_back(item.str());
+  }
+  return texts;
+}
+
+std::vector<WmiObjectPtr> ObjectElements(SAFEARRAY* array, const ObjectWrapper& wrap) {
+  std::vector<WmiObjectPtr> objects;
+  const Bounds bounds = BoundsOf(array);
+  for (LONG i = bounds.lower; i <= bounds.upper; ++i) {
+    ComPtr<IUnknown> item;
+    ThrowIfFailed(SafeArrayGetElement(array, &i, item.ReleaseAndGetAddressOf()));
+    objects.push_back(wrap(item.Get()));
+  }
+  return objects;
+}
+
 WmiValue ArrayFromVariant(const VARIANT& variant, const ObjectWrapper& wrap) {
   SAFEARRAY* array = variant.parray;
   switch (variant.vt & VT_TYPEMASK) {
-    case VT_BSTR: {
-      std::vector<std::wstring> texts;
-      for (BSTR item : Elements<BSTR>(array)) {
-        texts.push_back(FromBstr(item));
-        SysFreeString(item);
-      }
-      return WmiValue::Array(std::move(texts));
-    }
+    case VT_BSTR:
+      return WmiValue::Array(TextElements(array));
     case VT_BOOL: {
       std::vector<bool> flags;
       for (VARIANT_BOOL item : Elements<VARIANT_BOOL>(array)) {
@@ -56,35 +84,48 @@ WmiValue ArrayFromVariant(const VARIANT& variant, const ObjectWrapper& wrap) {
     case VT_R8:
       return WmiValue::Array(Elements<double>(array));
     case VT_UNKNOWN:
-    case VT_DISPATCH: {
-      std::vector<WmiObjectPtr> objects;
-      for (IUnknown* item : Elements<IUnknown*>(array)) {
-        objects.push_back(wrap(item));
-        if (item != nullptr) {
-          item->Release();
-        }
-      }
-      return WmiValue::Array(std::move(objects));
-    }
+    case VT_DISPATCH:
+      return WmiValue::Array(ObjectElements(array, wrap));
     default:
       ThrowIfWmiFailed(status::kWbemTypeMismatch);
       return WmiValue();
   }
 }
 
+ScopedSafeArray NewVector(VARTYPE type, std::size_t size) {
+  ScopedSafeArray array(SafeArrayCreateVector(type, 0, static_cast<ULONG>(size)));
+  if (array.get() == nullptr) {
+    throw ComError(E_OUTOFMEMORY);
+  }
+  return array;
+}
+
+// SafeArrayPutElement copies what it is given: strings are duplicated, interfaces referenced.
 template <typename T>
 SAFEARRAY* MakeArray(VARTYPE type, const std::vector<T>& items) {
-  ScopedSafeArray array(SafeArrayCreateVector(type, 0, static_cast<ULONG>(items.size())));
-  if (array.get() == nullptr) {
-    ThrowIfFailed(status::kOutOfMemory);
-  }
+  ScopedSafeArray array = NewVector(type, items.size());
   for (LONG i = 0; i < static_cast<LONG>(items.size()); ++i) {
     T item = items[static_cast<std::size_t>(i)];
-    if constexpr (std::is_pointer_v<T>) {
-      ThrowIfFailed(SafeArrayPutElement(array.get(), &i, item));  // interfaces go in themselves
-    } else {
-      ThrowIfFailed(SafeArrayPutElement(array.get(), &i, &item));
-    }
+    ThrowIfFailed(SafeArrayPutElement(array.get(), &i, &item));
+  }
+  return array.release();
+}
+
+SAFEARRAY* MakeTextArray(const std::vector<std::wstring>& texts) {
+  ScopedSafeArray array = NewVector(VT_BSTR, texts.size());
+  for (LONG i = 0; i < static_cast<LONG>(texts.size()); ++i) {
+    const UniqueBstr text(texts[static_cast<std::size_t>(i)]);
+    ThrowIfFailed(SafeArrayPutElement(array.get(), &i, text.get()));
+  }
+  return array.release();
+}
+
+SAFEARRAY* MakeObjectArray(const std::vector<WmiObjectPtr>& objects,
+                           const ObjectUnwrapper& unwrap) {
+  ScopedSafeArray array = NewVector(VT_UNKNOWN, objects.size());
+  for (LONG i = 0; i < static_cast<LONG>(objects.size()); ++i) {
+    const ComPtr<IUnknown> object = unwrap(objects[static_cast<std::size_t>(i)]);
+    ThrowIfFailed(SafeArrayPutElement(array.get(), &i, object.Get()));
   }
   return array.release();
 }
@@ -161,23 +202,13 @@ void ToVariant(const WmiValue& value, VARIANT& variant, const ObjectUnwrapper& u
         } else if constexpr (std::is_same_v<T, std::wstring>) {
           UniqueBstr text(stored);
           variant.vt = VT_BSTR;
-          variant.bstrVal = text.get();
-          *text.out() = nullptr;  // ownership moves to the variant
+          variant.bstrVal = text.release();
         } else if constexpr (std::is_same_v<T, WmiObjectPtr>) {
-          IUnknown* object = unwrap(stored);
+          ComPtr<IUnknown> object = unwrap(stored);
           variant.vt = object ? VT_UNKNOWN : VT_NULL;
-          variant.punkVal = object;
+          variant.punkVal = object.Detach();
         } else if constexpr (std::is_same_v<T, std::vector<std::wstring>>) {
-          ScopedSafeArray array(
-              SafeArrayCreateVector(VT_BSTR, 0, static_cast<ULONG>(stored.size())));
-          if (array.get() == nullptr) {
-            ThrowIfFailed(status::kOutOfMemory);
-          }
-          for (LONG i = 0; i < static_cast<LONG>(stored.size()); ++i) {
-            UniqueBstr text(stored[static_cast<std::size_t>(i)]);
-            ThrowIfFailed(SafeArrayPutElement(array.get(), &i, text.get()));  // copies the text
-          }
-          variant.parray = array.release();
+          variant.parray = MakeTextArray(stored);
           variant.vt = VT_ARRAY | VT_BSTR;
         } else if constexpr (std::is_same_v<T, std::vector<bool>>) {
           std::vector<VARIANT_BOOL> flags;
@@ -187,16 +218,7 @@ void ToVariant(const WmiValue& value, VARIANT& variant, const ObjectUnwrapper& u
           variant.parray = MakeArray(VT_BOOL, flags);
           variant.vt = VT_ARRAY | VT_BOOL;
         } else if constexpr (std::is_same_v<T, std::vector<WmiObjectPtr>>) {
-          std::vector<IUnknown*> objects;
-          for (const auto& object : stored) {
-            objects.push_back(unwrap(object));
-          }
-          variant.parray = MakeArray(VT_UNKNOWN, objects);  // the array takes references
-          for (IUnknown* object : objects) {
-            if (object != nullptr) {
-              object->Release();
-            }
-          }
+          variant.parray = MakeObjectArray(stored, unwrap);
           variant.vt = VT_ARRAY | VT_UNKNOWN;
         } else if constexpr (!std::is_same_v<T, std::monostate>) {
           using Item = typename T::value_type;

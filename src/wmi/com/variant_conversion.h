@@ -9,9 +9,8 @@ namespace quorvane::com {
 
 // Turns an embedded object (IUnknown holding an IWbemClassObject) into a wrapper.
 using ObjectWrapper = std::function<WmiObjectPtr(IUnknown*)>;
-// Gives the IWbemClassObject of a wrapper with a reference of its own (null for a wrapper that
-// is not of this backend).
-using ObjectUnwrapper = std::function<IUnknown*(const WmiObjectPtr&)>;
+// Gives the IWbemClassObject of a wrapper (null for a wrapper that is not of this backend).
+using ObjectUnwrapper = std::function<ComPtr<IUnknown>(const WmiObjectPtr&)>;
 
 WmiValue FromVariant(const VARIANT& variant, const ObjectWrapper& wrap);
 // Fills `variant` (cleared by its holder) with the value.
