@@ -13,6 +13,9 @@ jobs=$(nproc)
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
 cmake --build build --parallel "$jobs"
 ctest --test-dir build --output-on-failure --parallel "$jobs"
+# The public suite's call logs through the direct binding, to compare with the COM run below.
+rm -rf build/call-logs && mkdir -p build/call-logs
+QUORVANE_CALL_LOG_DIR="$PWD/build/call-logs" build/tests/quorvane_public_tests >/dev/null
 
 cmake -S . -B build-sanitize -G Ninja -DCMAKE_BUILD_TYPE=Debug -DQUORVANE_SANITIZE=ON \
   -DQUORVANE_BUILD_BENCHMARKS=OFF
@@ -24,8 +27,13 @@ ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
 cmake -S . -B build-windows -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake
 cmake --build build-windows --parallel "$jobs"
-scripts/check-exports.sh build-windows/src/quorvane.dll
-scripts/run-wine-test.sh "$PWD/build-windows/wineprefix" \
-  build-windows/tests/windows/quorvane_windows_tests.exe
+scripts/check-exports.sh build-windows/bin/quorvane.dll
+scripts/run-wine-test.sh "$PWD/build-windows/wineprefix" build-windows/bin/quorvane_windows_tests.exe
+# The public suite again, through quorvane.dll's COM code against the simulated host served
+# over COM; every test must make the same calls as through the direct binding.
+rm -rf build-windows/call-logs && mkdir -p build-windows/call-logs
+QUORVANE_CALL_LOG_DIR="$PWD/build-windows/call-logs" scripts/run-wine-test.sh \
+  "$PWD/build-windows/wineprefix" build-windows/bin/quorvane_public_tests_com.exe
+scripts/compare-call-logs.sh build/call-logs build-windows/call-logs
 
 scripts/check-format.sh

@@ -59,7 +59,9 @@ void SimService::PutInstance(const WmiObjectPtr& object) {
   host_->PutInstance(nameSpace_, simObject->Copy(), simObject->ChangedProperties());
 }
 
+// As a WMI client does it: the class object comes from the host, the instance is spawned from it.
 WmiObjectPtr SimService::SpawnInstance(const std::wstring& className) {
+  GetObject(className);
   return std::make_shared<SimObject>(
       shared_from_this(), host_->SpawnInstance(nameSpace_, className), SimObject::Origin::Spawned);
 }
@@ -190,8 +192,8 @@ WmiMethodPtr SimObject::CreateMethod(const std::wstring& methodName) {
   if (method == nullptr) {
     Fail(status::kWbemNotFound);
   }
-  auto in = std::make_shared<SimObject>(service_, MembersOf(method->in), PropertyMap{});
-  return std::make_shared<SimMethod>(service_, shared_from_this(), *method, std::move(in));
+  return std::make_shared<SimMethod>(service_, shared_from_this(), *method,
+                                     MakeParameters(service_, method->in));
 }
 
 std::wstring SimObject::GetText() {
@@ -247,21 +249,32 @@ const WmiValue& SimMethod::GetOutParameter(const std::wstring& name, std::int32_
 }
 
 std::uint32_t SimMethod::Execute() {
-  PropertyList in;
-  for (const auto& member : definition_.in) {
-    in.emplace_back(member.name, in_->GetProperty(std::wstring(member.name)));
+  out_ = RunMethod(service_, target_->GetPath(), definition_, in_.get());
+  return static_cast<std::uint32_t>(out_->PropertyRef(L"ReturnValue").AsInteger());
+}
+
+std::shared_ptr<SimObject> MakeParameters(std::shared_ptr<SimService> service,
+                                          std::span<const MemberDef> members) {
+  return std::make_shared<SimObject>(std::move(service), MembersOf(members), PropertyMap{});
+}
+
+std::shared_ptr<SimObject> RunMethod(const std::shared_ptr<SimService>& service,
+                                     const std::wstring& path, const MethodDef& definition,
+                                     SimObject* in) {
+  PropertyList inputs;
+  for (const auto& member : definition.in) {
+    inputs.emplace_back(member.name, in ? in->GetProperty(std::wstring(member.name)) : WmiValue());
   }
-  auto result = service_->Host().ExecMethod(service_->NameSpace(), target_->GetPath(),
-                                            std::wstring(definition_.name), in);
-  std::vector<const MemberDef*> members = MembersOf(definition_.out);
+  auto result =
+      service->Host().ExecMethod(service->NameSpace(), path, std::wstring(definition.name), inputs);
+  std::vector<const MemberDef*> members = MembersOf(definition.out);
   members.insert(members.begin(), &kReturnValue);
-  auto out = std::make_shared<SimObject>(service_, members, PropertyMap{});
+  auto out = std::make_shared<SimObject>(service, members, PropertyMap{});
   for (const auto& [name, value] : result.out) {
     out->SetProperty(name, value);
   }
   out->SetProperty(L"ReturnValue", WmiValue::Int32(static_cast<std::int32_t>(result.returnValue)));
-  out_ = std::move(out);
-  return result.returnValue;
+  return out;
 }
 
 WmiObjectPtr MakeDetachedObject(const ClassDef& cls, const PropertyList& properties) {

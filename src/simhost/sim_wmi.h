@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -53,6 +54,9 @@ class SimObject final : public IWmiObject, public std::enable_shared_from_this<S
   WmiServicePtr GetService() override { return service_; }
 
   const ObjectCopy& Copy() const { return copy_; }
+  Origin GetOrigin() const { return origin_; }
+  const std::vector<const MemberDef*>& Members() const { return members_; }
+  const std::shared_ptr<SimService>& Service() const { return service_; }
   std::vector<std::wstring> ChangedProperties() const;
   // A property's stored value without a copy; raises like GetProperty for an unknown name.
   const WmiValue& PropertyRef(const std::wstring& name) const;
@@ -86,6 +90,16 @@ class SimMethod final : public IWmiMethod {
   std::shared_ptr<SimObject> in_;
   std::shared_ptr<SimObject> out_;
 };
+
+// An empty parameters object with the given members (a method's in or out signature).
+std::shared_ptr<SimObject> MakeParameters(std::shared_ptr<SimService> service,
+                                          std::span<const MemberDef> members);
+
+// Runs a method on the object at `path` with the inputs set in `in` (none when null) and
+// returns its output parameters, "ReturnValue" first.
+std::shared_ptr<SimObject> RunMethod(const std::shared_ptr<SimService>& service,
+                                     const std::wstring& path, const MethodDef& definition,
+                                     SimObject* in);
 
 // An instance that belongs to no service: an embedded object read from text, or one a
 // provider hands out (such as "cmdletOutput"). Its properties are local; it has no methods.

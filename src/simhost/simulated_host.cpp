@@ -3,7 +3,6 @@
 #include <fstream>
 #include <sstream>
 
-#include "entry/root_object.h"
 #include "quorvane/exceptions.h"
 #include "simhost/cim_value.h"
 #include "simhost/hyperv_model.h"
@@ -32,12 +31,6 @@ Repository& RepositoryOf(HostCore& core, const std::wstring& path) {
     return core.Namespace(parsed->nameSpace);
   }
   return core.Namespace(kVirtualizationNamespace);
-}
-
-WmiConnector ConnectorTo(std::shared_ptr<HostCore> core) {
-  return [core](const ConnectionRequest& request) {
-    return core->Connect(request.host, request.user, request.password, request.nameSpace);
-  };
 }
 
 [[noreturn]] void ThrowFileError(const std::filesystem::path& file, const char* what) {
@@ -276,16 +269,6 @@ void SimulatedHost::RemoveObject(const std::wstring& path) {
   if (const auto id = repository.Find(path)) {
     repository.Delete(*id);
   }
-}
-
-IQuorvane* SimulatedHost::CreateQuorvane(const wchar_t* host, const wchar_t* user,
-                                         const wchar_t* password) const {
-  return Quorvane::Create(ConnectorTo(core_), host, user, password);
-}
-
-std::uint32_t SimulatedHost::CreateQuorvane(const wchar_t* host, const wchar_t* user,
-                                            const wchar_t* password, IQuorvane** out) const {
-  return CreateIntoOut(out, [&] { return CreateQuorvane(host, user, password); });
 }
 
 std::vector<Call> SimulatedHost::CallLog() const {

@@ -19,7 +19,7 @@ struct Range {
 
 class BackupTest : public ::testing::Test {
  protected:
-  BackupTest() : host_(SimulatedHost::Create()) {
+  BackupTest() : host_(NewHost()) {
     machine_ = host_.AddMachine({.name = L"web", .enabledState = 2});
     systemDisk_ = L"D:\\VMs\\web.vhdx";
     dataDisk_ = L"D:\\VMs\\web-data.vhdx";

@@ -9,7 +9,7 @@ constexpr std::uint64_t kGiB = 1ull << 30;
 
 class DisksTest : public ::testing::Test {
  protected:
-  DisksTest() : host_(SimulatedHost::Create()) { root_ = Own(host_.CreateQuorvane()); }
+  DisksTest() : host_(NewHost()) { root_ = Own(host_.CreateQuorvane()); }
 
   Owned<IDiskEnumerator> Disks(const std::wstring& machine, bool includeDvd) {
     auto management = Own(root_->CreateMachineManagement(false));
@@ -96,7 +96,7 @@ class DiskChangesTest : public DisksTest {
   DiskChangesTest() {
     sim::HostOptions options;
     options.changeRangesPerPass = 2;
-    host_ = SimulatedHost::Create(options);
+    host_ = NewHost(options);
     root_ = Own(host_.CreateQuorvane());
     machine_ = host_.AddMachine({.name = L"web", .enabledState = 2});
     host_.AddDiskFile(kDisk, 10 * kGiB);

@@ -25,7 +25,7 @@ std::wstring MemoryPath(const std::wstring& machineId) {
 }
 
 TEST(MachineEnumeratorTest, ListsRealizedMachinesWithTheCursorRule) {
-  auto host = SimulatedHost::Create(Bare());
+  auto host = NewHost(Bare());
   host.AddMachine({.name = L"web"});
   host.AdvanceClock(1500);
   const auto db = host.AddMachine({.name = L"db"});
@@ -56,7 +56,7 @@ TEST(MachineEnumeratorTest, ListsRealizedMachinesWithTheCursorRule) {
 }
 
 TEST(MachineEnumeratorTest, EmptyHostAndCaseSensitiveTypes) {
-  auto host = SimulatedHost::Create(Bare());
+  auto host = NewHost(Bare());
   auto root = Own(host.CreateQuorvane());
   auto machines = Own(root->CreateMachineEnumerator());
   EXPECT_FALSE(machines->Next());
@@ -69,14 +69,14 @@ TEST(MachineEnumeratorTest, EmptyHostAndCaseSensitiveTypes) {
 }
 
 TEST(MachineEnumeratorTest, FailedLoadRaisesAndLeavesNothing) {
-  auto host = SimulatedHost::Create(Bare());
+  auto host = NewHost(Bare());
   auto root = Own(host.CreateQuorvane());
   host.FailOperations(L"ExecQuery", L"Msvm_VirtualSystemSettingData", 0x80041001u);
   EXPECT_EQ(Raised([&] { root->CreateMachineEnumerator(); }).GetErrorCode(), 0x80041001u);
 }
 
 TEST(MachineInfoTest, ReadsSettingsOfMachinesAndCheckpoints) {
-  auto host = SimulatedHost::Create(Bare());
+  auto host = NewHost(Bare());
   const auto id = host.AddMachine({.name = L"web",
                                    .generation2 = true,
                                    .version = L"9.0",
@@ -119,7 +119,7 @@ TEST(MachineInfoTest, ReadsSettingsOfMachinesAndCheckpoints) {
 }
 
 TEST(MachineInfoTest, FailuresOfTheRecord) {
-  auto host = SimulatedHost::Create(Bare());
+  auto host = NewHost(Bare());
   const auto id = host.AddMachine({.name = L"web"});
   auto root = Own(host.CreateQuorvane());
   auto management = Own(root->CreateMachineManagement(false));
@@ -151,7 +151,7 @@ TEST(MachineInfoTest, FailuresOfTheRecord) {
 }
 
 TEST(SwitchEnumeratorTest, ListsEverySwitchAndResetReplaces) {
-  auto host = SimulatedHost::Create(Bare());
+  auto host = NewHost(Bare());
   auto root = Own(host.CreateQuorvane());
   EXPECT_FALSE(Own(root->CreateSwitchEnumerator())->Next());
 

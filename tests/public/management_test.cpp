@@ -7,7 +7,7 @@ using sim::SimulatedHost;
 
 class ManagementTest : public ::testing::Test {
  protected:
-  ManagementTest() : host_(SimulatedHost::Create()) {
+  ManagementTest() : host_(NewHost()) {
     running_ = host_.AddMachine({.name = L"running", .enabledState = 2});
     off_ = host_.AddMachine({.name = L"off", .enabledState = 3});
     root_ = Own(host_.CreateQuorvane());
@@ -140,7 +140,7 @@ TEST_F(ManagementTest, CapabilitiesWithLimits) {
   EXPECT_EQ(changed->GetMinimumProcessorCount(), 1u);  // 0 keeps the built-in minimum
   EXPECT_EQ(changed->GetMaximumProcessorCount(), 16u);
 
-  auto bare = SimulatedHost::Create(Bare());
+  auto bare = NewHost(Bare());
   auto plain = Own(Own(bare.CreateQuorvane())->CreateMachineManagement(true));
   EXPECT_EQ(plain->GetMaximumProcessorCount(), 4u);
   EXPECT_EQ(plain->GetMaximumMemory(), 1048576u);

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "call_log_recorder.h"
 #include "quorvane/owned.h"
 #include "quorvane/quorvane.h"
 #include "quorvane/simulated_host.h"
@@ -48,6 +49,21 @@ inline std::vector<sim::Call> CallsOf(const sim::SimulatedHost& host,
     }
   }
   return out;
+}
+
+// Whether the library reaches the simulated host through COM (the Windows DLL and its COM
+// backend against the host served as WMI) or directly.
+#ifdef QUORVANE_TEST_THROUGH_COM
+inline constexpr bool kThroughCom = true;
+#else
+inline constexpr bool kThroughCom = false;
+#endif
+
+// A new host whose call log the test keeps for the comparison of the two bindings.
+inline sim::SimulatedHost NewHost(const sim::HostOptions& options = {}) {
+  auto host = sim::SimulatedHost::Create(options);
+  TrackHost(host);
+  return host;
 }
 
 inline sim::HostOptions Bare() {

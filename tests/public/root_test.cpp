@@ -16,7 +16,7 @@ std::vector<std::wstring> ConnectUsers(const SimulatedHost& host) {
 }
 
 TEST(RootTest, LocalConnectsBothNamespacesWithoutCredentials) {
-  auto host = SimulatedHost::Create();
+  auto host = NewHost();
   auto root = Own(host.CreateQuorvane());
   EXPECT_FALSE(root->IsRemoteWithCredentials());
   EXPECT_EQ(ConnectUsers(host),
@@ -25,7 +25,7 @@ TEST(RootTest, LocalConnectsBothNamespacesWithoutCredentials) {
 }
 
 TEST(RootTest, RemoteUserNamesAndTheMarker) {
-  auto host = SimulatedHost::Create();
+  auto host = NewHost();
   EXPECT_TRUE(Own(host.CreateQuorvane(L"HV-HOST01", L"admin", L"pw"))->IsRemoteWithCredentials());
   host.ClearCallLog();
   EXPECT_FALSE(Own(host.CreateQuorvane(L"HV-HOST01", L"", L"pw"))->IsRemoteWithCredentials());
@@ -36,7 +36,7 @@ TEST(RootTest, RemoteUserNamesAndTheMarker) {
 }
 
 TEST(RootTest, MarkerRefusedRetriesWithTheEmptyUser) {
-  auto host = SimulatedHost::Create();
+  auto host = NewHost();
   host.FailOperations(L"Connect", L"", 0x80041001u);
   auto root = Own(host.CreateQuorvane(L"HV-HOST01", L"", L"pw"));
   EXPECT_EQ(ConnectUsers(host),
@@ -51,7 +51,7 @@ TEST(RootTest, MarkerRefusedRetriesWithTheEmptyUser) {
 }
 
 TEST(RootTest, CredentialsRefusedLocallyReconnectWithoutThem) {
-  auto host = SimulatedHost::Create();
+  auto host = NewHost();
   auto root = Own(host.CreateQuorvane(nullptr, L"admin", L"pw"));
   EXPECT_FALSE(root->IsRemoteWithCredentials());
   EXPECT_EQ(ConnectUsers(host),
@@ -64,7 +64,7 @@ TEST(RootTest, RemoteFailuresThatAreNotRetried) {
   sim::HostOptions options;
   options.user = L"admin";
   options.password = L"secret";
-  auto host = SimulatedHost::Create(options);
+  auto host = NewHost(options);
   EXPECT_THROW(host.CreateQuorvane(L"OTHER-HOST", L"admin", L"secret"), CannotConnectException);
   EXPECT_EQ(CallsOf(host, L"Connect").size(), 1u);
   EXPECT_THROW(host.CreateQuorvane(L"HV-HOST01", L"admin", L"wrong"), AccessDeniedException);
@@ -74,19 +74,19 @@ TEST(RootTest, RemoteFailuresThatAreNotRetried) {
 TEST(RootTest, HostWithoutHostGuardianStillWorks) {
   sim::HostOptions options;
   options.hostGuardian = false;
-  auto host = SimulatedHost::Create(options);
+  auto host = NewHost(options);
   auto root = Own(host.CreateQuorvane());
   EXPECT_EQ(std::wstring(root->GetMaxVersion()), L"9.3");
   EXPECT_NE(Own(root->CreateMachineEnumerator()), nullptr);
 }
 
 TEST(RootTest, MaxVersionIsComparedAsText) {
-  auto host = SimulatedHost::Create();
+  auto host = NewHost();
   auto root = Own(host.CreateQuorvane());
   EXPECT_STREQ(root->GetMaxVersion(), L"9.3");  // "10.0" sorts below "9.3"
   EXPECT_TRUE(root->SupportsVersion62());
 
-  auto bare = SimulatedHost::Create(Bare());
+  auto bare = NewHost(Bare());
   auto empty = Own(bare.CreateQuorvane());
   EXPECT_STREQ(empty->GetMaxVersion(), L"");
   EXPECT_FALSE(empty->SupportsVersion62());

@@ -1,0 +1,36 @@
+#pragma once
+
+// What this process serves over COM: the simulated host that WMI connections reach, and a
+// record of the COM-level details the library passes (security blankets, context values,
+// flags) that the host's call log does not show.
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "quorvane/export.h"
+
+namespace quorvane::sim {
+class HostCore;
+class SimService;
+}  // namespace quorvane::sim
+
+namespace quorvane::sim::com {
+
+// The host that new WMI connections of this process reach; none before the first Serve.
+// COM finds a server by class identifier alone, so which host answers is process-wide.
+void Serve(std::shared_ptr<HostCore> host);
+std::shared_ptr<HostCore> ServedHost();
+
+// Served calls remember their service per thread, so that a wait on that thread advances the
+// right host's clock.
+void NoteServiceOfThread(const std::shared_ptr<SimService>& service);
+std::shared_ptr<SimService> ServiceOfThread();
+
+void RecordComDetail(std::wstring detail);
+
+// For tests: what the library passed at the COM level, in order, since the last clear.
+QUORVANE_API std::vector<std::wstring> ServedComDetails();
+QUORVANE_API void ClearServedComDetails();
+
+}  // namespace quorvane::sim::com
