@@ -10,7 +10,9 @@ mkdir -p "$prefix"
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 
-WINEPREFIX="$prefix" WINEDEBUG=warn+heap OANOCACHE=1 /usr/lib/wine/wine64 "$@" 2> >(tee "$log" >&2)
+# A run that does not end within the limit has hung: it fails rather than holding CI.
+WINEPREFIX="$prefix" WINEDEBUG=warn+heap OANOCACHE=1 timeout 900 /usr/lib/wine/wine64 "$@" \
+  2> >(tee "$log" >&2)
 status=$?
 wait
 if [ "$status" -ne 0 ]; then

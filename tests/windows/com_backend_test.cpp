@@ -1,5 +1,7 @@
 // What quorvane.dll's COM code hands to WMI beyond what the host's call log shows: security
 // blankets, connection and query flags, method signatures, the text form's context.
+#include <objbase.h>
+
 #include <algorithm>
 
 #include "public/public_fixture.h"
@@ -101,6 +103,36 @@ TEST_F(ComBackendTest, RecoveryCheckpointRenameIsWrittenBackUpdateOnly) {
   auto snapshots = Own(root->CreateSnapshotManagement(machine_.c_str()));
   snapshots->CreateRecoverySnapshot(true, nullptr);
   EXPECT_EQ(DetailsWith(L"PutInstance"), std::vector<std::wstring>{L"PutInstance flags=0x1"});
+}
+
+// The connection sits in the global interface table as IWbemServices (the served objects are
+// free-threaded), so a thread in an apartment of its own uses it through the table's main path.
+struct ThreadWork {
+  IQuorvane* root;
+  std::wstring name;
+};
+
+DWORD WINAPI ListFromAnotherThread(void* context) {
+  auto* work = static_cast<ThreadWork*>(context);
+  CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  try {
+    auto machines = Own(work->root->CreateMachineEnumerator());
+    work->name = machines->Next() ? machines->GetName() : L"none";
+  } catch (const DefaultException& e) {
+    work->name = e.GetMessageDescription();
+  }
+  CoUninitialize();
+  return 0;
+}
+
+TEST_F(ComBackendTest, AnotherThreadUsesTheConnection) {
+  auto root = Own(host_.CreateQuorvane());
+  ThreadWork work{root.get(), L""};
+  HANDLE thread = CreateThread(nullptr, 0, ListFromAnotherThread, &work, 0, nullptr);
+  ASSERT_NE(thread, nullptr);
+  WaitForSingleObject(thread, INFINITE);
+  CloseHandle(thread);
+  EXPECT_EQ(work.name, L"web");
 }
 
 }  // namespace

@@ -1,5 +1,8 @@
 #include "simhost/com/served_host.h"
 
+#include "platform/windows_api.h"
+
+#include <map>
 #include <mutex>
 
 #include "simhost/host_core.h"
@@ -14,14 +17,15 @@ struct ServedState {
   std::mutex mutex;
   std::shared_ptr<HostCore> host;
   std::vector<std::wstring> details;
+  // By thread identifier rather than in thread-local storage, whose destructors would run
+  // under the loader's lock when a thread ends.
+  std::map<DWORD, std::weak_ptr<SimService>> serviceOfThread;
 };
 
 ServedState& State() {
   static ServedState state;
   return state;
 }
-
-thread_local std::weak_ptr<SimService> serviceOfThread;
 
 }  // namespace
 
@@ -36,11 +40,14 @@ std::shared_ptr<HostCore> ServedHost() {
 }
 
 void NoteServiceOfThread(const std::shared_ptr<SimService>& service) {
-  serviceOfThread = service;
+  std::lock_guard lock(State().mutex);
+  State().serviceOfThread[GetCurrentThreadId()] = service;
 }
 
 std::shared_ptr<SimService> ServiceOfThread() {
-  return serviceOfThread.lock();
+  std::lock_guard lock(State().mutex);
+  const auto found = State().serviceOfThread.find(GetCurrentThreadId());
+  return found == State().serviceOfThread.end() ? nullptr : found->second.lock();
 }
 
 void RecordComDetail(std::wstring detail) {
