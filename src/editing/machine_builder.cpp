@@ -3,6 +3,7 @@
 #include <new>
 
 #include "editing/network.h"
+#include "editing/processor_memory.h"
 #include "editing/resource_settings.h"
 #include "editing/storage.h"
 #include "inventory/hyperv_names.h"
@@ -11,47 +12,6 @@
 #include "wmi/wmi_read.h"
 
 namespace quorvane {
-namespace {
-
-std::wstring ProcessorText(IWmiService& service, IWmiObject& settings,
-                           const MachineSettings& wanted) {
-  const auto processor = FirstOrNew(service, settings, L"Msvm_ProcessorSettingData");
-  processor->SetProperty(L"VirtualQuantity", WmiValue::String(DecimalText(wanted.processorCount)));
-  return processor->GetText();
-}
-
-std::wstring MemoryText(IWmiService& service, IWmiObject& settings, const MachineSettings& wanted) {
-  const auto memory = FirstOrNew(service, settings, L"Msvm_MemorySettingData");
-  if (wanted.memorySet) {
-    memory->SetProperty(L"VirtualQuantity", WmiValue::String(DecimalText(wanted.memoryMegabytes)));
-  }
-  if (wanted.dynamicMemorySet) {
-    // Written as the text "1" or "0", not as a boolean.
-    memory->SetProperty(L"DynamicMemoryEnabled",
-                        WmiValue::String(wanted.dynamicMemory ? L"1" : L"0"));
-  }
-  return memory->GetText();
-}
-
-}  // namespace
-
-std::vector<std::wstring> ProcessorAndMemoryTexts(IWmiService& service, IWmiObject& settings,
-                                                  const MachineSettings& wanted, bool memoryFirst) {
-  std::vector<std::wstring> texts;
-  const bool memory = memoryFirst ? (wanted.memorySet || wanted.dynamicMemory)
-                                  : (wanted.memorySet || wanted.dynamicMemorySet);
-  if (!memoryFirst && wanted.processorCountSet) {
-    texts.push_back(ProcessorText(service, settings, wanted));
-  }
-  if (memory) {
-    texts.push_back(MemoryText(service, settings, wanted));
-  }
-  if (memoryFirst && wanted.processorCountSet) {
-    texts.push_back(ProcessorText(service, settings, wanted));
-  }
-  return texts;
-}
-
 MachineBuilder* MachineBuilder::Create(WmiServicePtr service) {
   return new (std::nothrow) MachineBuilder(std::move(service));
 }
@@ -105,7 +65,7 @@ void MachineBuilder::Commit() {
   AttachDisks(service_, *managementService, settings, settings_.disks, {},
               {settings_.generation2, settings_.scsiDataDisks});
   ModifyResources(service_, *managementService,
-                  ProcessorAndMemoryTexts(*service_, settings, settings_, false));
+                  NewMachineProcessorAndMemoryTexts(*service_, settings, settings_));
   AddResources(service_, *managementService, settings, adapterTexts);
   if (!settings_.adapters.empty()) {
     ConnectAdapters(service_, *managementService, settings, settings_.adapters);

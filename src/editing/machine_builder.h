@@ -38,8 +38,4 @@ class MachineBuilder final : public SettingsRecorder<IMachineBuilder> {
   std::wstring machineId_;
 };
 
-// The processor and memory texts that apply what was set (builder order: processor first).
-std::vector<std::wstring> ProcessorAndMemoryTexts(IWmiService& service, IWmiObject& settings,
-                                                  const MachineSettings& wanted, bool memoryFirst);
-
 }  // namespace quorvane

@@ -2,8 +2,8 @@
 
 #include <new>
 
-#include "editing/machine_builder.h"
 #include "editing/network.h"
+#include "editing/processor_memory.h"
 #include "editing/resource_settings.h"
 #include "editing/security.h"
 #include "editing/storage.h"
@@ -47,7 +47,7 @@ void MachineEditor::Commit() {
       ReadText(*settings, L"VirtualSystemSubType") == hyperv::kGeneration2SubType;
   ModifySystem(*managementService, *settings);
   ModifyResources(service_, *managementService,
-                  ProcessorAndMemoryTexts(*service_, *settings, settings_, true));
+                  EditedMachineMemoryAndProcessorTexts(*service_, *settings, settings_));
   if (!settings_.disks.empty()) {
     const auto current = ListMachineDisks(*service_, *settings, false);
     RemoveDisks(service_, *managementService, *settings);

@@ -77,13 +77,4 @@ void RemoveResources(const WmiServicePtr& service, IWmiObject& managementService
   WmiJob(service, method).Run();
 }
 
-std::wstring DecimalText(std::uint64_t value) {
-  std::wstring digits;
-  do {
-    digits.insert(digits.begin(), static_cast<wchar_t>(L'0' + value % 10));
-    value /= 10;
-  } while (value != 0);
-  return digits;
-}
-
 }  // namespace quorvane

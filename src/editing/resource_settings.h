@@ -30,7 +30,4 @@ std::vector<std::wstring> AddResources(const WmiServicePtr& service, IWmiObject&
 void RemoveResources(const WmiServicePtr& service, IWmiObject& managementService,
                      const std::vector<std::wstring>& paths);
 
-// The decimal text of an unsigned number ("0" for 0).
-std::wstring DecimalText(std::uint64_t value);
-
 }  // namespace quorvane

@@ -68,7 +68,7 @@ WmiObjectPtr FindIdeController(IWmiObject& settings, std::uint32_t number) {
   }
   for (const auto& part : settings.GetAssociatorsOfClass(L"Msvm_ResourceAllocationSettingData")) {
     if (IsController(*part, hyperv::kIdeControllerType, hyperv::kIdeControllerSubType) &&
-        ReadText(*part, L"Address") == DecimalText(number)) {
+        ReadText(*part, L"Address") == std::to_wstring(number)) {
       return part;
     }
   }

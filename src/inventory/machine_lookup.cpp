@@ -8,6 +8,8 @@ namespace {
 
 WmiObjectPtr FirstSettings(IWmiService& service, const std::wstring& query,
                            const std::wstring& id) {
+  // The service itself is not needed: the lookup is a probe whose failure (no management
+  // service on the host) is raised before the query runs, as Hyper-V's own clients do.
   service.QueryFirst(L"Msvm_VirtualSystemManagementService");
   auto found = service.ExecQuery(query);
   if (found.empty()) {

@@ -21,19 +21,8 @@ inline constexpr std::uint16_t kStateOff = 3;
 inline constexpr std::uint16_t kStateSaved = 6;
 inline constexpr std::uint16_t kStatePaused = 9;
 
-struct MachineDefinition {
-  std::wstring id;  // the machine's GUID; a new one when empty
-  std::wstring name;
-  bool generation2 = true;
-  std::wstring version = L"10.0";
-  std::uint64_t memoryMb = 1024;
-  std::uint64_t processors = 1;
-  bool dynamicMemory = false;
-  std::uint16_t enabledState = kStateOff;
-  std::vector<std::int32_t> operationalStatus = {2};
-  std::wstring dataRoot = L"C:\\ProgramData\\Microsoft\\Windows\\Hyper-V";
-  bool planned = false;
-};
+// A machine as the host defines it: the public description of one.
+using MachineDefinition = MachineSpec;
 
 // The host's computer system, its management services and their settings.
 void AddHostSystem(HostCore& host);

@@ -152,7 +152,9 @@ Repository::Id DefineMachine(HostCore& host, const MachineDefinition& definition
                  {L"RequestedState", WmiValue::Int32(12)},
                  {L"HealthState", WmiValue::Int32(5)},
                  {L"EnhancedSessionModeState", WmiValue::Int32(3)},
-                 {L"OperationalStatus", WmiValue::Array(definition.operationalStatus)},
+                 {L"OperationalStatus",
+                  WmiValue::Array(std::vector<std::int32_t>(definition.operationalStatus.begin(),
+                                                            definition.operationalStatus.end()))},
                  {L"InstallDate", WmiValue::String(now)},
                  {L"TimeOfLastStateChange", WmiValue::String(now)},
                  {L"OnTimeInMilliseconds", WmiValue::UInt64(0)}});

@@ -111,21 +111,9 @@ void SimulatedHost::ClearFaults() {
 }
 
 std::wstring SimulatedHost::AddMachine(const MachineSpec& spec) {
-  MachineDefinition definition;
-  definition.id = spec.id;
-  definition.name = spec.name;
-  definition.generation2 = spec.generation2;
-  definition.version = spec.version;
-  definition.memoryMb = spec.memoryMb;
-  definition.processors = spec.processors;
-  definition.dynamicMemory = spec.dynamicMemory;
-  definition.enabledState = spec.enabledState;
-  definition.operationalStatus.assign(spec.operationalStatus.begin(), spec.operationalStatus.end());
-  definition.dataRoot = spec.dataRoot;
-  definition.planned = spec.planned;
   std::lock_guard lock(core_->Mutex());
   Repository& v2 = core_->Namespace(kVirtualizationNamespace);
-  const auto id = DefineMachine(*core_, definition);
+  const auto id = DefineMachine(*core_, spec);
   return v2.Property(id, spec.planned ? L"ConfigurationID" : L"Name").AsWideString();
 }
 

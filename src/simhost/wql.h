@@ -72,7 +72,7 @@ std::optional<WqlQuery> ParseWql(std::wstring_view text, bool* tooComplex = null
 void CollectProperties(const WqlExpression& expression, std::vector<std::wstring>& names);
 
 // Evaluates a WHERE clause; `lookup` gives a property's value and its numeric-ness (whether the
-// CIM type is a number, as 64-bit numbers arrive as text), and `isa` answers ISA tests.
+// CIM type is a number, as 64-bit numbers arrive as text). ISA is not evaluated: it is false.
 struct WqlProperty {
   WmiValue value;
   bool numeric = false;

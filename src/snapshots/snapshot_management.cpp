@@ -6,6 +6,7 @@
 #include "inventory/machine_enumerator.h"
 #include "inventory/machine_info.h"
 #include "inventory/machine_lookup.h"
+#include "quorvane/owned.h"
 #include "snapshots/disk_changes.h"
 #include "snapshots/reference_points.h"
 #include "util/creation.h"
@@ -97,12 +98,7 @@ bool SnapshotManagement::IsRecoverySnapshot(const wchar_t* snapshotId) {
     return false;
   }
   // The record is needed only for its name.
-  const std::unique_ptr<IMachineInfo, void (*)(IMachineInfo*)> info(GetSnapshotInfo(id.c_str()),
-                                                                    [](IMachineInfo* record) {
-                                                                      if (record != nullptr) {
-                                                                        record->Release();
-                                                                      }
-                                                                    });
+  const auto info = Own(GetSnapshotInfo(id.c_str()));
   return info && std::wstring(info->GetName()).rfind(kRecoveryPrefix, 0) == 0;
 }
 
