@@ -3,7 +3,8 @@
 
 The simulated host keeps only what it uses of the published class table: per class its
 namespace, superclass, keys, flags, properties (name, CIM type, array, referenced class) and
-methods (in and out parameters). Run this again only when the class table changes:
+methods (in and out parameters). Run this again only when the class table changes; the test
+script checks that the checked-in copy is exactly what this writes:
 
     tools/gen_simhost_schema.py path/to/hyperv-v2-schema.json > src/simhost/hyperv-v2-classes.json
 """
@@ -26,8 +27,9 @@ def member(m):
 
 
 def main():
-    table = json.load(open(sys.argv[1]))
-    lines = []
+    with open(sys.argv[1], encoding="utf-8") as source:
+        table = json.load(source)
+    entries = []
     for cls in table["classes"]:
         entry = {
             "name": cls["name"],
@@ -44,8 +46,8 @@ def main():
                 for m in cls.get("methods", [])
             ],
         }
-        lines.append(json.dumps(entry, separators=(",", ":")))
-    print("[\n" + ",\n".join(lines) + "\n]")
+        entries.append(entry)
+    sys.stdout.write(json.dumps(entries, indent=2) + "\n")
 
 
 if __name__ == "__main__":

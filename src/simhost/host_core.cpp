@@ -323,7 +323,9 @@ HostCore::MethodResult HostCore::ExecMethod(const std::wstring& nameSpace, const
     Fail(status::kWbemInvalidMethod);
   }
   MethodCall call{*this, repository, *cls, target, std::wstring(definition->name), {}, {}};
-  for (const auto& [name, value] : given) {
+  for (const auto& input : given) {
+    const std::wstring& name = input.first;
+    const WmiValue& value = input.second;
     const auto member =
         std::find_if(definition->in.begin(), definition->in.end(),
                      [&](const MemberDef& m) { return EqualsNoCase(m.name, name); });

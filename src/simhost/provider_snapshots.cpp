@@ -10,7 +10,6 @@ namespace quorvane::sim {
 namespace {
 
 constexpr std::uint32_t kInvalidParameter = 32773;
-constexpr std::uint32_t kInvalidState = 32775;
 constexpr std::uint16_t kFailed = 32768;
 constexpr std::uint16_t kStandard = 2;
 constexpr std::uint16_t kRecovery = 32768;

@@ -1,12 +1,15 @@
 #include "simhost/schema.h"
 
+#include <cstddef>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <string>
 
 #include "util/text.h"
 
-// The class table, built in from hyperv-v2-classes.json.
-extern const char kHyperVClassTable[];
+// The class table, built in from hyperv-v2-classes.json in pieces.
+extern const char* const kHyperVClassTableParts[];
+extern const std::size_t kHyperVClassTablePartCount;
 
 namespace quorvane::sim {
 
@@ -124,7 +127,11 @@ std::vector<MemberDef> MembersFromJson(const nlohmann::json& rows) {
 // The table is part of the library (built in from hyperv-v2-classes.json); a table that does not
 // parse is a build defect, not a run-time condition.
 Schema::Schema() {
-  for (const auto& entry : nlohmann::json::parse(kHyperVClassTable)) {
+  std::string table;
+  for (std::size_t i = 0; i < kHyperVClassTablePartCount; ++i) {
+    table += kHyperVClassTableParts[i];
+  }
+  for (const auto& entry : nlohmann::json::parse(table)) {
     ClassDef cls;
     cls.name = FromUtf8(entry.at("name").get<std::string>());
     cls.superclass = FromUtf8(entry.at("superclass").get<std::string>());
