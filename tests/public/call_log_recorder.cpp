@@ -1,5 +1,7 @@
 #include "call_log_recorder.h"
 
+#include "call_log_text.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -9,31 +11,6 @@
 
 namespace quorvane::testing {
 namespace {
-
-std::string Utf8(const std::wstring& text) {
-  std::string out;
-  for (const wchar_t c : text) {
-    const auto code = static_cast<std::uint32_t>(c);
-    if (code < 0x80) {
-      out += static_cast<char>(code);
-    } else {
-      out += "\\u" + std::to_string(code);
-    }
-  }
-  return out;
-}
-
-void Write(std::ostream& out, const sim::Call& call) {
-  out << call.clockMs << ' ' << Utf8(call.operation) << ' ' << Utf8(call.nameSpace) << ' '
-      << Utf8(call.target);
-  if (!call.method.empty()) {
-    out << ' ' << Utf8(call.method);
-  }
-  out << '\n';
-  for (const auto& [name, value] : call.inputs) {
-    out << "  " << Utf8(name) << " = " << Utf8(value) << '\n';
-  }
-}
 
 class CallLogRecorder : public ::testing::EmptyTestEventListener {
  public:
@@ -48,10 +25,7 @@ class CallLogRecorder : public ::testing::EmptyTestEventListener {
           std::string(dir) + "/" + test.test_suite_name() + "." + test.name() + ".log",
           std::ios::binary);
       for (std::size_t i = 0; i < hosts_.size(); ++i) {
-        out << "host " << i << '\n';
-        for (const auto& call : hosts_[i].CallLog()) {
-          Write(out, call);
-        }
+        out << "host " << i << '\n' << CallLogText(hosts_[i].CallLog());
       }
     }
     hosts_.clear();
