@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <string>
@@ -20,10 +21,11 @@ class CallLogRecorder : public ::testing::EmptyTestEventListener {
 
   void OnTestEnd(const ::testing::TestInfo& test) override {
     const char* dir = std::getenv("QUORVANE_CALL_LOG_DIR");
-    if (dir != nullptr && *dir != '\0' && !test.result()->Skipped()) {
-      std::ofstream out(
-          std::string(dir) + "/" + test.test_suite_name() + "." + test.name() + ".log",
-          std::ios::binary);
+    if (dir != nullptr && *dir != '\0' && !hosts_.empty() && !test.result()->Skipped()) {
+      // Parameterized tests have slashes in their names.
+      std::string name = std::string(test.test_suite_name()) + "." + test.name();
+      std::replace(name.begin(), name.end(), '/', '.');
+      std::ofstream out(std::string(dir) + "/" + name + ".log", std::ios::binary);
       for (std::size_t i = 0; i < hosts_.size(); ++i) {
         out << "host " << i << '\n' << CallLogText(hosts_[i].CallLog());
       }

@@ -1,8 +1,8 @@
 #pragma once
 
 // The call logs of the hosts a test made, kept so that the same test run through the direct
-// binding and through COM can be compared: with QUORVANE_CALL_LOG_DIR set, each test writes
-// the logs of its hosts, in the order they were made, to <dir>/<suite>.<test>.log.
+// binding and through COM can be compared: with QUORVANE_CALL_LOG_DIR set, each test that
+// tracked hosts writes their logs, in the order they were made, to <dir>/<suite>.<test>.log.
 #include "quorvane/simulated_host.h"
 
 namespace quorvane::testing {

@@ -36,7 +36,8 @@ bool Ends(const std::wstring& text, const std::wstring& end) {
 
 class ComBackendTest : public ::testing::Test {
  protected:
-  ComBackendTest() : host_(NewHost()) {
+  // Not tracked: these tests run through COM only, so there is no direct run to compare with.
+  ComBackendTest() : host_(sim::SimulatedHost::Create()) {
     machine_ = host_.AddMachine({.name = L"web", .enabledState = 3});
     ClearServedComDetails();
   }
