@@ -8,7 +8,7 @@
 #include <map>
 #include <new>
 
-#include "snapshots/disk_changes.h"
+#include "hyperv/image_management.h"
 #include "wmi/wmi.h"
 
 namespace {

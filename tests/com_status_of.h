@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "wmi/com_error.h"
+#include "platform/com_error.h"
 
 namespace quorvane::testing {
 

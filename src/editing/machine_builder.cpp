@@ -6,7 +6,7 @@
 #include "editing/processor_memory.h"
 #include "editing/resource_settings.h"
 #include "editing/storage.h"
-#include "inventory/hyperv_names.h"
+#include "hyperv/hyperv_names.h"
 #include "quorvane/exceptions.h"
 #include "wmi/wmi_job.h"
 #include "wmi/wmi_read.h"

@@ -7,8 +7,8 @@
 #include "editing/resource_settings.h"
 #include "editing/security.h"
 #include "editing/storage.h"
-#include "inventory/hyperv_names.h"
-#include "inventory/machine_lookup.h"
+#include "hyperv/hyperv_names.h"
+#include "hyperv/machine_lookup.h"
 #include "wmi/wmi_job.h"
 #include "wmi/wmi_read.h"
 

@@ -3,8 +3,8 @@
 #include <string>
 
 #include "editing/machine_settings.h"
-#include "entry/root_object.h"
 #include "quorvane/editing.h"
+#include "wmi/wmi_connect.h"
 
 namespace quorvane {
 

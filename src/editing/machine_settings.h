@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "inventory/disk_enumerator.h"
+#include "hyperv/machine_disks.h"
 #include "util/creation.h"
 
 namespace quorvane {

@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "editing/resource_settings.h"
-#include "inventory/hyperv_names.h"
+#include "hyperv/hyperv_names.h"
 #include "quorvane/exceptions.h"
 #include "wmi/wmi_job.h"
 #include "wmi/wmi_read.h"
@@ -36,7 +36,7 @@ std::optional<std::wstring> AddDrive(const WmiServicePtr& service, IWmiObject& m
     const auto made = AddResources(service, managementService, settings, {drive->GetText()});
     return made.empty() ? std::wstring() : made.front();
   } catch (const DefaultException& e) {
-    if (e.GetErrorCode() == method_result::kInvalidState) {
+    if (e.GetErrorCode() == hyperv::kInvalidState) {
       return std::nullopt;
     }
     throw;

@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "inventory/disk_enumerator.h"
+#include "hyperv/machine_disks.h"
 #include "wmi/wmi.h"
 
 namespace quorvane {

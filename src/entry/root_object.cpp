@@ -2,11 +2,11 @@
 
 #include "editing/machine_builder.h"
 #include "editing/machine_editor.h"
-#include "entry/hresult.h"
 #include "inventory/machine_enumerator.h"
 #include "inventory/machine_info.h"
 #include "inventory/switch_enumerator.h"
 #include "lifecycle/machine_management.h"
+#include "platform/hresult.h"
 #include "snapshots/snapshot_management.h"
 #include "util/creation.h"
 #include "util/text.h"

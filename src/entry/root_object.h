@@ -9,13 +9,6 @@
 
 namespace quorvane {
 
-// The host's namespaces by key: 0 virtualization, 1 Host Guardian (absent when it could not
-// be connected).
-using ServiceMap = std::map<std::uint32_t, WmiServicePtr>;
-
-inline constexpr std::uint32_t kVirtualizationKey = 0;
-inline constexpr std::uint32_t kHostGuardianKey = 1;
-
 // Sent as the user name when a remote host is given with an explicitly empty user.
 inline constexpr wchar_t kMarkerUser[] = L"***###***fake***###***user***###***";
 

@@ -1,7 +1,7 @@
 #include "inventory/machine_enumerator.h"
 
+#include "hyperv/machine_lookup.h"
 #include "inventory/machine_info.h"
-#include "inventory/machine_lookup.h"
 #include "util/creation.h"
 #include "wmi/datetime.h"
 #include "wmi/wmi_read.h"

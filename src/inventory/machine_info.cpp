@@ -2,9 +2,9 @@
 
 #include <cwchar>
 
+#include "hyperv/hyperv_names.h"
+#include "hyperv/machine_lookup.h"
 #include "inventory/disk_enumerator.h"
-#include "inventory/hyperv_names.h"
-#include "inventory/machine_lookup.h"
 #include "util/creation.h"
 #include "util/number_text.h"
 #include "wmi/datetime.h"

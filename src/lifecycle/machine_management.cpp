@@ -1,7 +1,7 @@
 #include "lifecycle/machine_management.h"
 
+#include "hyperv/machine_state.h"
 #include "inventory/machine_info.h"
-#include "lifecycle/machine_state.h"
 #include "util/creation.h"
 #include "wmi/wmi_job.h"
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "entry/hresult.h"
+#include "platform/hresult.h"
 
 // The few things that differ between Windows and other systems, one function each.
 namespace quorvane::platform {

@@ -4,8 +4,8 @@
 #include <rpc.h>
 #include <wbemcli.h>
 
+#include "platform/com_holders.h"
 #include "platform/platform.h"
-#include "wmi/com/com_holders.h"
 
 namespace quorvane::platform {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "entry/hresult.h"
+#include "platform/hresult.h"
 #include "simhost/schema.h"
 
 namespace quorvane::sim {

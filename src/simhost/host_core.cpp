@@ -4,12 +4,12 @@
 #include <cwchar>
 #include <stdexcept>
 
-#include "entry/status.h"
+#include "errors/status.h"
+#include "platform/com_error.h"
 #include "quorvane/exceptions.h"
 #include "simhost/cim_value.h"
 #include "simhost/sim_wmi.h"
 #include "simhost/wql.h"
-#include "wmi/com_error.h"
 
 namespace quorvane::sim {
 namespace {

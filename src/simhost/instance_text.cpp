@@ -2,7 +2,7 @@
 
 #include <pugixml.hpp>
 
-#include "entry/status.h"
+#include "errors/status.h"
 #include "simhost/cim_value.h"
 #include "util/text.h"
 #include "wmi/wmi.h"

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "entry/status.h"
+#include "errors/status.h"
 #include "simhost/cim_value.h"
 
 namespace quorvane::sim {

@@ -1,6 +1,6 @@
 #include <nlohmann/json.hpp>
 
-#include "entry/status.h"
+#include "errors/status.h"
 #include "quorvane/exceptions.h"
 #include "simhost/cim_value.h"
 #include "simhost/scenario.h"

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "entry/status.h"
+#include "errors/status.h"
+#include "platform/com_error.h"
 #include "quorvane/exceptions.h"
 #include "simhost/cim_value.h"
 #include "simhost/instance_text.h"
-#include "wmi/com_error.h"
 
 namespace quorvane::sim {
 namespace {

@@ -1,8 +1,9 @@
 #include "snapshots/reference_points.h"
 
-#include "inventory/disk_enumerator.h"
-#include "inventory/machine_lookup.h"
-#include "lifecycle/machine_state.h"
+#include "hyperv/hyperv_names.h"
+#include "hyperv/machine_disks.h"
+#include "hyperv/machine_lookup.h"
+#include "hyperv/machine_state.h"
 #include "quorvane/exceptions.h"
 #include "wmi/wmi_job.h"
 #include "wmi/wmi_read.h"
@@ -20,7 +21,7 @@ void ConvertWithRetries(const WmiServicePtr& service, WmiJob& job) {
       job.Run();
       return;
     } catch (const DefaultException& e) {
-      if (e.GetErrorCode() != method_result::kInvalidState || attempt == kConversionAttempts) {
+      if (e.GetErrorCode() != hyperv::kInvalidState || attempt == kConversionAttempts) {
         throw;
       }
       service->Wait(kConversionRetryPauseMs);

@@ -3,11 +3,11 @@
 #include <memory>
 #include <new>
 
+#include "hyperv/machine_lookup.h"
 #include "inventory/machine_enumerator.h"
 #include "inventory/machine_info.h"
-#include "inventory/machine_lookup.h"
 #include "quorvane/owned.h"
-#include "snapshots/disk_changes.h"
+#include "snapshots/change_enumerator.h"
 #include "snapshots/reference_points.h"
 #include "util/creation.h"
 #include "wmi/wmi_job.h"

@@ -1,6 +1,6 @@
 // Systems without Windows have no WMI: creating the locator fails as it does where WMI is not
 // registered. Hosts there use the simulated host instead.
-#include "entry/status.h"
+#include "errors/status.h"
 #include "wmi/wmi_connect.h"
 
 namespace quorvane {

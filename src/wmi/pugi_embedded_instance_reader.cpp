@@ -1,7 +1,7 @@
 // The embedded-instance reader for systems without MSXML.
 #include <pugixml.hpp>
 
-#include "entry/status.h"
+#include "errors/status.h"
 #include "util/text.h"
 #include "wmi/embedded_instance_reader.h"
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 
 #include "wmi/wmi.h"
@@ -16,6 +18,12 @@ struct ConnectionRequest {
   std::wstring password;
   std::wstring nameSpace;
 };
+
+// The connected namespaces of one host by key; the Host Guardian namespace is absent when it
+// could not be connected.
+inline constexpr std::uint32_t kVirtualizationKey = 0;
+inline constexpr std::uint32_t kHostGuardianKey = 1;
+using ServiceMap = std::map<std::uint32_t, WmiServicePtr>;
 
 // Opens one WMI namespace; raises the status WMI gives when it cannot.
 using WmiConnector = std::function<WmiServicePtr(const ConnectionRequest&)>;

@@ -1,6 +1,6 @@
 #include "wmi/wmi_job.h"
 
-#include "entry/status.h"
+#include "errors/status.h"
 #include "quorvane/exceptions.h"
 
 namespace quorvane {

@@ -4,11 +4,10 @@
 
 namespace quorvane {
 
-// Hyper-V method results.
+// What a WMI method that may start a job returns.
 namespace method_result {
 constexpr std::uint32_t kCompleted = 0;
 constexpr std::uint32_t kJobStarted = 4096;
-constexpr std::uint32_t kInvalidState = 32775;
 }  // namespace method_result
 
 class WmiJob : public IWmiJob {

@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "entry/status.h"
+#include "errors/status.h"
 
 namespace quorvane {
 namespace {

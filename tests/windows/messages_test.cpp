@@ -1,7 +1,7 @@
 // Message texts A and B from the system's message table and WMI's status-text object.
 #include <gtest/gtest.h>
 
-#include "entry/status.h"
+#include "errors/status.h"
 
 namespace quorvane {
 namespace {

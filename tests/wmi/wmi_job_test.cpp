@@ -46,7 +46,7 @@ TEST_F(WmiJobTest, SynchronousCompletionKeepsNoJob) {
 }
 
 TEST_F(WmiJobTest, OtherReturnCodesRaiseWithSignedDecimalText) {
-  method_->returnValue = method_result::kInvalidState;
+  method_->returnValue = 32775u;
   try {
     job_.Run();
     FAIL() << "expected an exception";

@@ -11,7 +11,7 @@
 #include <new>
 #include <utility>
 
-#include "wmi/com/com_holders.h"
+#include "platform/com_holders.h"
 
 namespace quorvane::sim::com {
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/com_error.h"
 #include "quorvane/exceptions.h"
 #include "simhost/com/served_host.h"
 #include "simhost/host_core.h"
@@ -14,7 +15,6 @@
 #include "simhost/sim_wmi.h"
 #include "util/case_insensitive.h"
 #include "wmi/com/variant_conversion.h"
-#include "wmi/com_error.h"
 
 namespace quorvane::sim::com {
 

@@ -1,9 +1,9 @@
 #include "wmi/com/com_wmi.h"
 
-#include "entry/status.h"
+#include "errors/status.h"
+#include "platform/com_error.h"
 #include "quorvane/exceptions.h"
 #include "wmi/com/variant_conversion.h"
-#include "wmi/com_error.h"
 
 namespace quorvane::com {
 namespace {

@@ -1,7 +1,7 @@
 #pragma once
 
 // The WMI layer on real COM: one connected namespace, its objects and method calls.
-#include "wmi/com/com_holders.h"  // the Windows API first
+#include "platform/com_holders.h"  // the Windows API first
 
 #include <wbemidl.h>
 
@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "wmi/com/com_holders.h"
+#include "platform/com_holders.h"
 #include "wmi/wmi.h"
 #include "wmi/wmi_connect.h"
 

@@ -3,8 +3,8 @@
 
 #include <msxml2.h>
 
-#include "entry/status.h"
-#include "wmi/com/com_holders.h"
+#include "errors/status.h"
+#include "platform/com_holders.h"
 #include "wmi/embedded_instance_reader.h"
 
 namespace quorvane {

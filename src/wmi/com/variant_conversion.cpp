@@ -3,7 +3,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "entry/status.h"
+#include "errors/status.h"
 
 namespace quorvane::com {
 namespace {

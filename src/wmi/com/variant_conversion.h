@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "wmi/com/com_holders.h"
+#include "platform/com_holders.h"
 #include "wmi/wmi_value.h"
 
 namespace quorvane::com {

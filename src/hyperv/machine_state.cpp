@@ -1,4 +1,4 @@
-#include "lifecycle/machine_state.h"
+#include "hyperv/machine_state.h"
 
 #include "quorvane/exceptions.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "entry/hresult.h"
+#include "platform/hresult.h"
 
 namespace quorvane {
 

@@ -11,7 +11,7 @@
 
 #include <string>
 
-#include "wmi/com_error.h"
+#include "platform/com_error.h"
 
 namespace quorvane::com {
 

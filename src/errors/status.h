@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "entry/hresult.h"
+#include "platform/hresult.h"
 
 namespace quorvane {
 

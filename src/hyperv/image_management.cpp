@@ -1,10 +1,8 @@
-#include "snapshots/disk_changes.h"
+#include "hyperv/image_management.h"
 
 #include <cwchar>
 
 #include "quorvane/exceptions.h"
-#include "snapshots/reference_points.h"
-#include "util/creation.h"
 #include "wmi/embedded_instance_reader.h"
 #include "wmi/wmi_job.h"
 
@@ -83,35 +81,6 @@ std::vector<ChangedRange> GetVirtualDiskChanges(IWmiService& service, const std:
     if (offset >= size || processed == 0) {
       return ranges;
     }
-  }
-}
-
-DiskChangeEnumerator* DiskChangeEnumerator::Create(WmiServicePtr service, std::wstring path,
-                                                   std::wstring limitId) {
-  return CreateLoaded<DiskChangeEnumerator>([](DiskChangeEnumerator& e) { e.Reset(); },
-                                            std::move(service), std::move(path),
-                                            std::move(limitId));
-}
-
-void DiskChangeEnumerator::Reset() {
-  entries_ = GetVirtualDiskChanges(*service_, path_, limitId_);
-  Rewind();
-}
-
-ChangeEnumerator* ChangeEnumerator::Create(WmiServicePtr service, std::wstring machineId,
-                                           std::wstring snapshotId) {
-  return CreateLoaded<ChangeEnumerator>(
-      [](ChangeEnumerator& e) {
-        e.Load();
-        e.Reset();
-      },
-      std::move(service), std::move(machineId), std::move(snapshotId));
-}
-
-void ChangeEnumerator::Load() {
-  for (auto& [diskId, changeTrackingId] :
-       CollectChangeTrackingIds(service_, machineId_, snapshotId_)) {
-    entries_.push_back({std::move(diskId), std::move(changeTrackingId)});
   }
 }
 

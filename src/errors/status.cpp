@@ -1,4 +1,4 @@
-#include "entry/status.h"
+#include "errors/status.h"
 
 #include <cwchar>
 

@@ -1,4 +1,4 @@
-#include "snapshots/disk_changes.h"
+#include "hyperv/image_management.h"
 
 #include "simhost/hyperv_model.h"
 #include "simhost/sim_fixture.h"

@@ -1,4 +1,4 @@
-#include "inventory/machine_lookup.h"
+#include "hyperv/machine_lookup.h"
 
 #include "quorvane/exceptions.h"
 #include "wmi/wmi_read.h"

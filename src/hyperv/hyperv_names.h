@@ -2,7 +2,8 @@
 
 #include <cstdint>
 
-// The texts and numbers by which Hyper-V tells its kinds of settings and devices apart.
+// The texts and numbers by which Hyper-V tells its kinds of settings and devices apart, and
+// the result codes the library acts on.
 namespace quorvane::hyperv {
 
 inline constexpr wchar_t kGeneration2SubType[] = L"Microsoft:Hyper-V:SubType:2";
@@ -15,5 +16,9 @@ inline constexpr wchar_t kDvdDiskSubType[] = L"Microsoft:Hyper-V:Virtual CD/DVD 
 
 inline constexpr std::int64_t kIdeControllerType = 5;
 inline constexpr std::int64_t kScsiControllerType = 6;
+
+// A method's answer when the object is not in a state to do it now; retried where it is
+// passing (a reference point during a merge, a drive slot being freed).
+inline constexpr std::uint32_t kInvalidState = 32775;
 
 }  // namespace quorvane::hyperv
