@@ -1,5 +1,6 @@
 #include "hyperv/image_management.h"
 
+#include <algorithm>
 #include <cwchar>
 
 #include "quorvane/exceptions.h"
@@ -9,20 +10,21 @@
 namespace quorvane {
 namespace {
 
-// Signed 64-bit decimal; text that is not a number reads as 0. Plain digits, which is what
-// Hyper-V sends, take the quick way: a large disk has a million of them.
+// Unsigned 64-bit decimal, as Hyper-V's uint64 values travel; text that is not a number reads
+// as 0. Plain digits, which is what Hyper-V sends, take the quick way: a large disk has a
+// million of them.
 std::uint64_t ReadCount(const std::wstring& text) {
   if (!text.empty() && text.size() <= 18) {
     std::uint64_t value = 0;
     for (const wchar_t c : text) {
       if (c < L'0' || c > L'9') {
-        return static_cast<std::uint64_t>(std::wcstoll(text.c_str(), nullptr, 10));
+        return std::wcstoull(text.c_str(), nullptr, 10);
       }
       value = value * 10 + static_cast<std::uint64_t>(c - L'0');
     }
     return value;
   }
-  return static_cast<std::uint64_t>(std::wcstoll(text.c_str(), nullptr, 10));
+  return std::wcstoull(text.c_str(), nullptr, 10);
 }
 
 const std::vector<std::wstring>& TextArray(const WmiValue& value) {
@@ -31,7 +33,7 @@ const std::vector<std::wstring>& TextArray(const WmiValue& value) {
   return texts ? *texts : kEmpty;
 }
 
-// Appends one pass's answer to `ranges`, growing the list only by what the pass adds.
+// Appends one pass's answer to `ranges`.
 void AppendRanges(const WmiValue& offsets, const WmiValue& lengths,
                   std::vector<ChangedRange>& ranges) {
   const auto& offsetTexts = TextArray(offsets);
@@ -40,7 +42,11 @@ void AppendRanges(const WmiValue& offsets, const WmiValue& lengths,
     throw DefaultException(kLibraryErrorCode,
                            L"GetVirtualDiskChanges returned fewer lengths than offsets");
   }
-  ranges.reserve(ranges.size() + offsetTexts.size());
+  // Geometric growth: reserving exactly what each pass adds would copy the whole list per pass.
+  const std::size_t needed = ranges.size() + offsetTexts.size();
+  if (needed > ranges.capacity()) {
+    ranges.reserve(std::max(needed, 2 * ranges.capacity()));
+  }
   for (std::size_t i = 0; i < offsetTexts.size(); ++i) {
     ranges.push_back({ReadCount(offsetTexts[i]), ReadCount(lengthTexts[i])});
   }
@@ -61,7 +67,7 @@ std::vector<ChangedRange> GetVirtualDiskChanges(IWmiService& service, const std:
   std::vector<ChangedRange> ranges;
   auto reader = CreateEmbeddedInstanceReader();
   reader->Load(GetVirtualHardDiskSettingData(*imageService, path));
-  const auto size = static_cast<std::uint64_t>(reader->GetInt64(L"MaxInternalSize"));
+  const std::uint64_t size = ReadCount(reader->GetString(L"MaxInternalSize"));
   if (size == 0) {
     return ranges;
   }

@@ -13,18 +13,22 @@ namespace {
 
 constexpr std::int32_t kMergeEnabled = 1;
 
-// Runs the conversion, retrying while Hyper-V refuses it in the machine's current state. After
-// the last refusal that refusal is raised: there is nothing to read without a reference point.
+// Runs the conversion, retrying while Hyper-V refuses it in the machine's current state; every
+// refusal is followed by a pause, the last one too. After the last refusal that refusal is
+// raised: there is nothing to read without a reference point.
 void ConvertWithRetries(const WmiServicePtr& service, WmiJob& job) {
   for (int attempt = 1;; ++attempt) {
     try {
       job.Run();
       return;
     } catch (const DefaultException& e) {
-      if (e.GetErrorCode() != hyperv::kInvalidState || attempt == kConversionAttempts) {
+      if (e.GetErrorCode() != hyperv::kInvalidState) {
         throw;
       }
       service->Wait(kConversionRetryPauseMs);
+      if (attempt == kConversionAttempts) {
+        throw;
+      }
     }
   }
 }

@@ -64,5 +64,26 @@ TEST_F(SimHostTest, ChangesAnsweredThroughJobs) {
   EXPECT_EQ(Query(L"SELECT * FROM Msvm_ConcreteJob WHERE JobState = 7").size(), 2u);
 }
 
+// "MaxInternalSize" is an unsigned 64-bit number: a disk above 2^63 - 1 bytes is asked about
+// in full, and ranges beyond that point come back.
+TEST_F(SimHostTest, DiskSizesAboveTheSignedRangeAreReadWhole) {
+  constexpr std::uint64_t kSize = 0x8000000000100000ull;
+  CreateDiskFile(Core(), L"D:\\huge.vhdx", kSize, L"");
+  std::vector<std::wstring> lengths;
+  Core().RegisterMethod(
+      L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", [&lengths](MethodCall& call) {
+        lengths.push_back(call.In(L"ByteLength").AsWideString());
+        call.out[L"ProcessedByteLength"] = call.In(L"ByteLength");
+        call.out[L"ChangedByteOffsets"] =
+            WmiValue::Array(std::vector<std::wstring>{L"9223372036854779904"});
+        call.out[L"ChangedByteLengths"] = WmiValue::Array(std::vector<std::wstring>{L"4096"});
+        return 0u;
+      });
+  const auto ranges = GetVirtualDiskChanges(*service_, L"D:\\huge.vhdx", L"rctX:any");
+  EXPECT_EQ(lengths, std::vector<std::wstring>{L"9223372036855824384"});
+  ASSERT_EQ(ranges.size(), 1u);
+  EXPECT_EQ(ranges[0].offset, 9223372036854779904ull);
+}
+
 }  // namespace
 }  // namespace quorvane::sim
