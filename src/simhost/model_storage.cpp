@@ -202,7 +202,7 @@ VirtualDisk& CreateDiskFile(HostCore& host, const std::wstring& path, std::uint6
                             const std::wstring& parentPath) {
   VirtualDisk disk;
   disk.path = path;
-  disk.diskId = L"{" + host.NewGuid() + L"}";
+  disk.diskId = host.NewGuid();  // a bare GUID, as real hosts give it
   disk.maxInternalSize = size;
   disk.parentPath = parentPath;
   disk.type = parentPath.empty() ? 3 : 4;

@@ -35,6 +35,9 @@ TEST_F(DisksTest, ChainsPlacesAndMedia) {
   EXPECT_EQ(disks->GetControllerAddress(), 0u);  // 0 off the list, like every number
   ASSERT_TRUE(disks->Next());
   EXPECT_EQ(disks->GetDiskId(), leafId);
+  // As real hosts give it: a bare GUID, 36 characters, no braces.
+  EXPECT_EQ(leafId.size(), 36u);
+  EXPECT_EQ(leafId.find_first_of(L"{}"), std::wstring::npos);
   EXPECT_STREQ(disks->GetPath(), L"E:\\leaf.avhdx");
   EXPECT_EQ(disks->GetBaseDiskId(), baseId);
   EXPECT_STREQ(disks->GetBasePath(), L"E:\\base.vhd");
