@@ -106,6 +106,14 @@ class QUORVANE_API SimulatedHost {
   // fail with the given status.
   void FailOperations(const std::wstring& operation, const std::wstring& match,
                       std::uint32_t status, int count = 1, FaultKind kind = FaultKind::WmiStatus);
+  // The same for exactly the `nth` matching call from now on (1 is the next): the calls before
+  // it pass. For sweeping a fault over every call of an operation in turn.
+  void FailNthMethodCall(const std::wstring& className, const std::wstring& method, int nth,
+                         std::uint32_t returnValue);
+  void FailNthJob(const std::wstring& className, const std::wstring& method, int nth,
+                  std::uint16_t errorCode, const std::wstring& description);
+  void FailNthOperation(const std::wstring& operation, const std::wstring& match, int nth,
+                        std::uint32_t status, FaultKind kind = FaultKind::WmiStatus);
   void ClearFaults();
 
   // Building the host. Machines and switches are named by their GUID, checkpoints by their

@@ -7,16 +7,27 @@
 namespace quorvane::sim {
 namespace {
 
-// Uses up one call of the first matching fault; spent faults are dropped.
+// Counts the call for every matching fault that still lets calls pass, and uses up one call of
+// the first matching fault that does not; spent faults are dropped.
 template <typename Fault, typename Matches>
 std::optional<Fault> Take(std::vector<Fault>& faults, Matches matches) {
-  const auto found = std::find_if(faults.begin(), faults.end(), matches);
-  if (found == faults.end()) {
+  auto firing = faults.end();
+  for (auto fault = faults.begin(); fault != faults.end(); ++fault) {
+    if (!matches(*fault)) {
+      continue;
+    }
+    if (fault->skip > 0) {
+      --fault->skip;
+    } else if (firing == faults.end()) {
+      firing = fault;
+    }
+  }
+  if (firing == faults.end()) {
     return std::nullopt;
   }
-  Fault taken = *found;
-  if (found->remaining > 0 && --found->remaining == 0) {
-    faults.erase(found);
+  Fault taken = *firing;
+  if (firing->remaining > 0 && --firing->remaining == 0) {
+    faults.erase(firing);
   }
   return taken;
 }
@@ -48,24 +59,24 @@ std::wstring_view OperationName(Operation operation) {
 }
 
 void FaultPlan::FailMethod(std::wstring className, std::wstring method, std::uint32_t returnValue,
-                           int count) {
+                           int count, int skip) {
   if (count != 0) {
-    methods_.push_back({std::move(className), std::move(method), returnValue, count});
+    methods_.push_back({std::move(className), std::move(method), returnValue, count, skip});
   }
 }
 
 void FaultPlan::FailJob(std::wstring className, std::wstring method, std::uint16_t errorCode,
-                        std::wstring description, int count) {
+                        std::wstring description, int count, int skip) {
   if (count != 0) {
     jobs_.push_back({std::move(className), std::move(method),
-                     JobError{errorCode, std::move(description)}, count});
+                     JobError{errorCode, std::move(description)}, count, skip});
   }
 }
 
 void FaultPlan::FailOperation(Operation operation, std::wstring match, HResult status, int count,
-                              FailureKind kind) {
+                              FailureKind kind, int skip) {
   if (count != 0) {
-    operations_.push_back({operation, std::move(match), OperationError{status, kind}, count});
+    operations_.push_back({operation, std::move(match), OperationError{status, kind}, count, skip});
   }
 }
 

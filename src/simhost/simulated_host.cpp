@@ -37,6 +37,14 @@ Repository& RepositoryOf(HostCore& core, const std::wstring& path) {
   throw DefaultException(kLibraryErrorCode, FromUtf8(file.string() + ": " + what).c_str());
 }
 
+// The calls before the n-th pass; a count of calls below 1 names none.
+int CallsToSkip(int nth) {
+  if (nth < 1) {
+    throw DefaultException(kLibraryErrorCode, L"The n-th call counts from 1");
+  }
+  return nth - 1;
+}
+
 }  // namespace
 
 std::wstring Call::Input(const std::wstring& name) const {
@@ -103,6 +111,29 @@ void SimulatedHost::FailOperations(const std::wstring& operation, const std::wst
   std::lock_guard lock(core_->Mutex());
   core_->Faults().FailOperation(which, match, static_cast<HResult>(status), count,
                                 static_cast<FailureKind>(kind));
+}
+
+void SimulatedHost::FailNthMethodCall(const std::wstring& className, const std::wstring& method,
+                                      int nth, std::uint32_t returnValue) {
+  const int skip = CallsToSkip(nth);
+  std::lock_guard lock(core_->Mutex());
+  core_->Faults().FailMethod(className, method, returnValue, 1, skip);
+}
+
+void SimulatedHost::FailNthJob(const std::wstring& className, const std::wstring& method, int nth,
+                               std::uint16_t errorCode, const std::wstring& description) {
+  const int skip = CallsToSkip(nth);
+  std::lock_guard lock(core_->Mutex());
+  core_->Faults().FailJob(className, method, errorCode, description, 1, skip);
+}
+
+void SimulatedHost::FailNthOperation(const std::wstring& operation, const std::wstring& match,
+                                     int nth, std::uint32_t status, FaultKind kind) {
+  const Operation which = OperationFromName(operation);
+  const int skip = CallsToSkip(nth);
+  std::lock_guard lock(core_->Mutex());
+  core_->Faults().FailOperation(which, match, static_cast<HResult>(status), 1,
+                                static_cast<FailureKind>(kind), skip);
 }
 
 void SimulatedHost::ClearFaults() {

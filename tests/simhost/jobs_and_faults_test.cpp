@@ -135,6 +135,25 @@ TEST_F(JobsAndFaultsTest, ScriptedOperationFailures) {
   EXPECT_THROW(host_.FailOperations(L"Teleport", L"", 1u), DefaultException);
 }
 
+// A fault can hit exactly the n-th matching call: the ones before pass, later ones too, and a
+// fault that waits counts calls even while another one fires.
+TEST_F(JobsAndFaultsTest, FaultsHitTheNthMatchingCall) {
+  host_.FailNthOperation(L"GetObject", L"aaaa-1", 3, 0x80041001u);
+  host_.FailNthOperation(L"GetObject", L"aaaa-1", 2, 0x80041002u);
+  std::vector<std::uint32_t> statuses;
+  for (int i = 0; i < 4; ++i) {
+    statuses.push_back(StatusOf([&] { service_->GetObject(kVmPath); }));
+  }
+  EXPECT_EQ(statuses, (std::vector<std::uint32_t>{0u, 0x80041002u, 0x80041001u, 0u}));
+
+  host_.FailNthMethodCall(L"Msvm_ComputerSystem", L"RequestStateChange", 2, 32775);
+  host_.FailNthJob(L"Msvm_ComputerSystem", L"RequestStateChange", 1, 32788, L"Failed to start");
+  EXPECT_EQ(StatusOf([&] { Start(); }), 32788u);  // the first call's job fails
+  EXPECT_EQ(StatusOf([&] { Start(); }), 32775u);  // the second call is refused
+  EXPECT_EQ(StatusOf([&] { Start(); }), 0u);
+  EXPECT_THROW(host_.FailNthOperation(L"GetObject", L"", 0, 1u), DefaultException);
+}
+
 TEST_F(JobsAndFaultsTest, MethodsTheHostDoesNotModelAreRefused) {
   const auto service = Query(L"SELECT * FROM Msvm_VirtualSystemManagementService")[0];
   auto method = service->CreateMethod(L"GenerateWwpn");
