@@ -58,6 +58,17 @@ std::wstring_view OperationName(Operation operation) {
   return L"";
 }
 
+std::optional<Operation> ParseOperationName(std::wstring_view name) {
+  for (const auto operation :
+       {Operation::Connect, Operation::GetObject, Operation::ExecQuery, Operation::PutInstance,
+        Operation::SpawnInstance, Operation::ExecMethod, Operation::Wait}) {
+    if (EqualsNoCase(OperationName(operation), name)) {
+      return operation;
+    }
+  }
+  return std::nullopt;
+}
+
 void FaultPlan::FailMethod(std::wstring className, std::wstring method, std::uint32_t returnValue,
                            int count, int skip) {
   if (count != 0) {

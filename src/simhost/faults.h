@@ -22,6 +22,8 @@ enum class Operation : std::uint8_t {
 };
 
 std::wstring_view OperationName(Operation operation);
+// The operation of that name (in any letter case); nothing for a name that is none.
+std::optional<Operation> ParseOperationName(std::wstring_view name);
 
 // What a failed operation raises.
 enum class FailureKind : std::uint8_t { WmiStatus, ComError, StandardException };

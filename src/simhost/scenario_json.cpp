@@ -256,6 +256,47 @@ void DisksFromJson(const json& storage, VirtualDisks& disks) {
   disks.Restore(std::move(files), std::move(logs));
 }
 
+// One scripted failure: {"operation": "GetObject", "match": "...", "status": ...},
+// {"class": ..., "method": ..., "returnValue": ...} or {"class": ..., "method": ...,
+// "errorCode": ..., "description": ...}; with "nth" it hits that matching call alone, else the
+// next "count" (1 when not given, below 0 every one).
+void FaultFromJson(const json& entry, const std::string& place, FaultPlan& plan) {
+  if (!entry.is_object()) {
+    Reject(place, "expected an object");
+  }
+  const int nth = Setting<int>(entry, "nth", 0, place);
+  if (entry.contains("nth") && nth < 1) {
+    Reject(place + "/nth", "counts from 1");
+  }
+  const int count = nth > 0 ? 1 : Setting<int>(entry, "count", 1, place);
+  const int skip = nth > 0 ? nth - 1 : 0;
+  if (entry.contains("operation")) {
+    const auto operation =
+        ParseOperationName(FromUtf8(Setting<std::string>(entry, "operation", "", place)));
+    if (!operation) {
+      Reject(place + "/operation", "is not a WMI operation");
+    }
+    plan.FailOperation(*operation, FromUtf8(Setting<std::string>(entry, "match", "", place)),
+                       static_cast<HResult>(Setting<std::uint32_t>(entry, "status", 0, place)),
+                       count, FailureKind::WmiStatus, skip);
+    return;
+  }
+  const std::wstring cls = FromUtf8(Setting<std::string>(entry, "class", "", place));
+  const std::wstring method = FromUtf8(Setting<std::string>(entry, "method", "", place));
+  if (cls.empty() || method.empty()) {
+    Reject(place, "expected an \"operation\", or a \"class\" and a \"method\"");
+  }
+  if (entry.contains("returnValue")) {
+    plan.FailMethod(cls, method, Setting<std::uint32_t>(entry, "returnValue", 0, place), count,
+                    skip);
+  } else if (entry.contains("errorCode")) {
+    plan.FailJob(cls, method, Setting<std::uint16_t>(entry, "errorCode", 0, place),
+                 FromUtf8(Setting<std::string>(entry, "description", "", place)), count, skip);
+  } else {
+    Reject(place, "expected a \"returnValue\" or an \"errorCode\"");
+  }
+}
+
 std::shared_ptr<HostCore> Build(const json& document) {
   if (!document.is_object()) {
     Reject("", "expected a JSON object");
@@ -292,6 +333,14 @@ std::shared_ptr<HostCore> Build(const json& document) {
     }
     core->SetSynchronous(FromUtf8(entry["class"].get<std::string>()),
                          FromUtf8(entry["method"].get<std::string>()), true);
+  }
+
+  const json faults = document.value("faults", json::array());
+  if (!faults.is_array()) {
+    Reject("/faults", "expected an array of faults");
+  }
+  for (std::size_t i = 0; i < faults.size(); ++i) {
+    FaultFromJson(faults[i], "/faults/" + std::to_string(i), core->Faults());
   }
 
   const json namespaces = document.value("namespaces", json::object());

@@ -14,12 +14,8 @@ namespace quorvane::sim {
 namespace {
 
 Operation OperationFromName(const std::wstring& name) {
-  for (const auto operation :
-       {Operation::Connect, Operation::GetObject, Operation::ExecQuery, Operation::PutInstance,
-        Operation::SpawnInstance, Operation::ExecMethod, Operation::Wait}) {
-    if (EqualsNoCase(OperationName(operation), name)) {
-      return operation;
-    }
+  if (const auto operation = ParseOperationName(name)) {
+    return *operation;
   }
   throw DefaultException(kLibraryErrorCode, (L"Unknown WMI operation: " + name).c_str());
 }

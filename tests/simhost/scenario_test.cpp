@@ -61,6 +61,27 @@ TEST(ScenarioTest, DefaultScenarioHasTheManagementServices) {
   EXPECT_NO_THROW(host.Core()->Connect(L"", L"", L"", kHgsNamespace));
 }
 
+// A scenario scripts failures as the C++ interface does, the n-th matching call included.
+TEST(ScenarioTest, ScenariosScriptFaults) {
+  auto host = SimulatedHost::FromJson(R"({"format": "quorvane-simulated-host", "version": 1,
+      "faults": [{"operation": "ExecQuery", "match": "Msvm_ComputerSystem", "nth": 2,
+                  "status": 2147749893},
+                 {"class": "Msvm_ComputerSystem", "method": "RequestStateChange",
+                  "returnValue": 32775, "count": -1}]})");
+  auto service = host.Core()->Connect(L"", L"", L"", kVirtualizationNamespace);
+  EXPECT_NO_THROW(service->QueryAll(L"Msvm_ComputerSystem"));
+  EXPECT_EQ(testing::StatusOf([&] { service->QueryAll(L"Msvm_ComputerSystem"); }), 0x80041005u);
+  EXPECT_NO_THROW(service->QueryAll(L"Msvm_ComputerSystem"));
+
+  const std::string head = R"({"format": "quorvane-simulated-host", "version": 1, "faults": )";
+  EXPECT_EQ(ErrorOf(head + R"([{"operation": "Teleport"}]})"),
+            "bad.json: /faults/0/operation: is not a WMI operation");
+  EXPECT_EQ(ErrorOf(head + R"([{"operation": "GetObject", "nth": 0}]})"),
+            "bad.json: /faults/0/nth: counts from 1");
+  EXPECT_EQ(ErrorOf(head + R"([{"class": "Msvm_ComputerSystem", "method": "X"}]})"),
+            "bad.json: /faults/0: expected a \"returnValue\" or an \"errorCode\"");
+}
+
 TEST(ScenarioTest, InvalidScenariosNameTheSourceAndThePlace) {
   const std::string head =
       R"({"format": "quorvane-simulated-host", "version": 1, "namespaces": {"root\\virtualization\\v2": [)";
