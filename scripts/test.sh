@@ -13,6 +13,19 @@ jobs=$(nproc)
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
 cmake --build build --parallel "$jobs"
 ctest --test-dir build --output-on-failure --parallel "$jobs"
+# A vendor's project: the library installed into a prefix, found with find_package and with
+# pkg-config, and the vendor's own test against the simulated host.
+rm -rf build/install build/consumer
+cmake --install build --prefix build/install >/dev/null
+cmake -S tests/consumer -B build/consumer -G Ninja -DCMAKE_PREFIX_PATH="$PWD/build/install"
+cmake --build build/consumer
+ctest --test-dir build/consumer --output-on-failure
+export PKG_CONFIG_PATH="$PWD/build/install/lib/pkgconfig"
+# shellcheck disable=SC2046  # the flags are words
+g++ -std=c++20 tests/consumer/consumer_test.cpp $(pkg-config --cflags --libs quorvane) \
+  -o build/consumer/pkgconfig_consumer
+LD_LIBRARY_PATH="$PWD/build/install/lib" build/consumer/pkgconfig_consumer
+
 # The public suite's call logs through the direct binding, to compare with the COM run below.
 rm -rf build/call-logs && mkdir -p build/call-logs
 QUORVANE_CALL_LOG_DIR="$PWD/build/call-logs" build/tests/quorvane_public_tests >/dev/null

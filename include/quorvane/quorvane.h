@@ -12,6 +12,7 @@
 #include "quorvane/lifecycle.h"
 #include "quorvane/owned.h"
 #include "quorvane/snapshots.h"
+#include "quorvane/version.h"
 
 namespace quorvane {
 
