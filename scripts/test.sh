@@ -41,6 +41,8 @@ cmake -S . -B build-windows -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake
 cmake --build build-windows --parallel "$jobs"
 scripts/check-exports.sh build-windows/bin/quorvane.dll
+strings -el build-windows/bin/quorvane.dll | grep -q "^ProductVersion$" &&
+  echo "quorvane.dll: version resource present"
 scripts/run-wine-test.sh "$PWD/build-windows/wineprefix" build-windows/bin/quorvane_windows_tests.exe
 # The public suite again, through quorvane.dll's COM code against the simulated host served
 # over COM; every test must make the same calls as through the direct binding.
