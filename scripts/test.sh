@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Sets up a fresh Debian machine and runs every test: the normal build, the sanitizer build,
-# the Windows DLL under Wine, and the formatting check.
+# Sets up a fresh Debian machine and runs every test: the normal build, a consumer project
+# against the installed library, the sanitizer build, the Windows DLL and the public suite
+# through it under Wine, the clang build, the class table's generator and the formatting check.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -41,8 +42,10 @@ cmake -S . -B build-windows -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake
 cmake --build build-windows --parallel "$jobs"
 scripts/check-exports.sh build-windows/bin/quorvane.dll
-strings -el build-windows/bin/quorvane.dll | grep -q "^ProductVersion$" &&
-  echo "quorvane.dll: version resource present"
+if ! strings -el build-windows/bin/quorvane.dll | grep -q "^ProductVersion$"; then
+  echo "quorvane.dll: no version resource" >&2
+  exit 1
+fi
 scripts/run-wine-test.sh "$PWD/build-windows/wineprefix" build-windows/bin/quorvane_windows_tests.exe
 # The public suite again, through quorvane.dll's COM code against the simulated host served
 # over COM; every test must make the same calls as through the direct binding.
