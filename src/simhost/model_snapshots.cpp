@@ -41,6 +41,9 @@ void MergeFiles(HostCore& host, const std::wstring& snapshotInstance) {
 }
 
 void ReportMerging(HostCore& host, Repository::Id machine) {
+  if (host.Settings().mergeDurationMs == 0) {
+    return;  // over before anyone could see it
+  }
   Repository& v2 = host.Namespace(kVirtualizationNamespace);
   const std::wstring path = v2.FullPath(machine);
   v2.Set(machine, L"OperationalStatus",

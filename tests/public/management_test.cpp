@@ -85,6 +85,24 @@ TEST_F(ManagementTest, OperationalStatus) {
   EXPECT_EQ(status({}), 2u);
 }
 
+// Removing a checkpoint makes the machine report "merging disks" for as long as the merge
+// lasts; a merge of no length is never reported.
+TEST(MergeTest, AMergeIsReportedForItsLengthOnly) {
+  for (const std::uint32_t mergeMs : {15000u, 0u}) {
+    sim::HostOptions options;
+    options.mergeDurationMs = mergeMs;
+    auto host = NewHost(options);
+    const auto machine = host.AddMachine({.name = L"web", .enabledState = 2});
+    const auto checkpoint = host.AddSnapshot(machine);
+    auto root = Own(host.CreateQuorvane());
+    Own(root->CreateSnapshotManagement(machine.c_str()))
+        ->DestroySnapshot(checkpoint.c_str(), false);
+    const auto status =
+        Own(root->CreateMachineManagement(false))->GetOperationalStatus(machine.c_str());
+    EXPECT_EQ(status, mergeMs == 0 ? 2u : 32772u) << "merge of " << mergeMs << " ms";
+  }
+}
+
 TEST_F(ManagementTest, DeleteMachine) {
   EXPECT_EQ(Raised([&] { management_->DeleteMachine(running_.c_str()); }).GetErrorCode(), 32775u);
   management_->DeleteMachine(off_.c_str());
