@@ -1,4 +1,6 @@
+#include <limits>
 #include <nlohmann/json.hpp>
+#include <type_traits>
 
 #include "errors/status.h"
 #include "quorvane/exceptions.h"
@@ -189,8 +191,28 @@ T Setting(const json& host, const char* name, T fallback, const std::string& pla
   if (!host.contains(name)) {
     return fallback;
   }
+  const json& value = host.at(name);
+  if constexpr (std::is_integral_v<T> && !std::is_same_v<T, bool>) {
+    // JSON converts a negative or fractional number to any integer type without a word.
+    if (!value.is_number()) {
+      Reject(place + "/" + name, "has the wrong type");
+    }
+    const bool whole = value.is_number_integer();
+    const bool fits =
+        whole && (value.is_number_unsigned()
+                      ? value.get<std::uint64_t>() <=
+                            static_cast<std::uint64_t>(std::numeric_limits<T>::max())
+                      : value.get<std::int64_t>() >=
+                                static_cast<std::int64_t>(std::numeric_limits<T>::min()) &&
+                            value.get<std::int64_t>() <=
+                                static_cast<std::int64_t>(std::numeric_limits<T>::max()));
+    if (!fits) {
+      Reject(place + "/" + name,
+             whole ? "is out of range" : "has the wrong type (expected a whole number)");
+    }
+  }
   try {
-    return host.at(name).get<T>();
+    return value.get<T>();
   } catch (const json::exception&) {
     Reject(place + "/" + name, "has the wrong type");
   }
@@ -378,7 +400,8 @@ std::shared_ptr<HostCore> Build(const json& document) {
 std::shared_ptr<HostCore> HostFromJson(const std::string& text, const std::string& sourceName) {
   try {
     return Build(json::parse(text));
-  } catch (const json::parse_error& e) {
+  } catch (const json::exception& e) {
+    // Parse errors, and numbers too large for the parser.
     throw DefaultException(kLibraryErrorCode,
                            FromUtf8(sourceName + ": not valid JSON: " + e.what()).c_str());
   } catch (const ScenarioError& e) {

@@ -111,6 +111,18 @@ TEST(ScenarioTest, InvalidScenariosNameTheSourceAndThePlace) {
       ErrorOf(
           R"({"format": "quorvane-simulated-host", "version": 1, "host": {"jobDurationMs": "x"}})"),
       "bad.json: /host/jobDurationMs: has the wrong type");
+  // Numbers outside their type, of the wrong sign or not whole are refused, not wrapped.
+  const std::string host = R"({"format": "quorvane-simulated-host", "version": 1, "host": )";
+  EXPECT_EQ(ErrorOf(host + R"({"jobDurationMs": -5}})"),
+            "bad.json: /host/jobDurationMs: is out of range");
+  EXPECT_EQ(ErrorOf(host + R"({"jobDurationMs": 4294967296}})"),
+            "bad.json: /host/jobDurationMs: is out of range");
+  EXPECT_EQ(ErrorOf(host + R"({"jobDurationMs": 1e30}})"),
+            "bad.json: /host/jobDurationMs: has the wrong type (expected a whole number)");
+  // A number too large for the JSON parser itself ends in the library's exception.
+  EXPECT_EQ(ErrorOf(host + R"({"jobDurationMs": 12036054E80848365863}})")
+                .rfind("bad.json: not valid JSON: ", 0),
+            0u);
 
   try {
     SimulatedHost::LoadScenario("/nonexistent/scenario.json");
