@@ -25,10 +25,11 @@ class CallLogRecorder : public ::testing::EmptyTestEventListener {
       // Parameterized tests have slashes in their names.
       std::string name = std::string(test.test_suite_name()) + "." + test.name();
       std::replace(name.begin(), name.end(), '/', '.');
-      std::ofstream out(std::string(dir) + "/" + name + ".log", std::ios::binary);
+      std::string text;
       for (std::size_t i = 0; i < hosts_.size(); ++i) {
-        out << "host " << i << '\n' << CallLogText(hosts_[i].CallLog());
+        text += "host " + std::to_string(i) + "\n" + CallLogText(hosts_[i].CallLog());
       }
+      std::ofstream(std::string(dir) + "/" + name + ".log", std::ios::binary) << NumberGuids(text);
     }
     hosts_.clear();
   }
