@@ -38,6 +38,13 @@ struct HostOptions {
   std::uint32_t changeTrackingBlockSize = 4096;
   // "GetVirtualDiskChanges" stops a pass after this many ranges.
   std::uint32_t changeRangesPerPass = 16384;
+  // How "GetVirtualDiskChanges" refuses a change tracking identifier it cannot use (unknown,
+  // expired, another file's, malformed, or a file without change tracking): through a job that
+  // ends in state 10 with this "ErrorCode", or, when false, by returning the code at once. The
+  // status the refusal stands for (0xC03A0029, 0xC03A002A or 0xC03A0030) is in the job's
+  // "ErrorDescription".
+  bool changeTrackingFailsThroughJob = true;
+  std::uint16_t changeTrackingFailureCode = 32768;
 };
 
 // A machine to put on the host.
@@ -137,7 +144,8 @@ class QUORVANE_API SimulatedHost {
   // The machine's security settings (TPM, shielding, state encryption).
   void SetMachineSecurity(const std::wstring& machineId, bool tpm, bool shielding,
                           bool encryptState);
-  // A guest write: the bytes count as changed for change tracking.
+  // A guest write to the disk `path` starts: it lands in the file the machine writes to (the
+  // newest differencing file of the chain while checkpoints hold the files below it).
   void WriteToDisk(const std::wstring& path, std::uint64_t offset, std::uint64_t length);
   // Makes every change tracking identifier of the disk's chain issued so far unknown.
   void ExpireChangeTracking(const std::wstring& path);

@@ -61,8 +61,6 @@ void StartDifferencingDisks(HostCore& host, Repository::Id realized, const std::
     VirtualDisk& file =
         CreateDiskFile(host, child, host.Disks().Find(parent)->maxInternalSize, parent);
     file.mergedWith = snapshotInstance;
-    const ChangeLog* log = host.Disks().LogOf(parent);
-    file.createdAtSequence = log ? log->sequence : 0;
     v2.Set(part, L"HostResource", WmiValue::Array(std::vector<std::wstring>{child}));
   }
 }

@@ -31,12 +31,7 @@ void MergeFiles(HostCore& host, const std::wstring& snapshotInstance) {
         v2.Set(id, L"HostResource", WmiValue::Array(std::vector<std::wstring>{file.parentPath}));
       }
     }
-    for (const auto& other : host.Disks().All()) {
-      if (EqualsNoCase(other.parentPath, file.path)) {
-        host.Disks().Find(other.path)->parentPath = file.parentPath;
-      }
-    }
-    host.Disks().Remove(file.path);
+    host.Disks().Merge(file.path);
   }
 }
 

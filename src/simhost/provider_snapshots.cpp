@@ -136,7 +136,6 @@ std::uint32_t ConvertToReferencePoint(MethodCall& call) {
   const Repository::Id machineId = *machine;
   return call.Complete(200, [snapshotId, machineId](JobContext& job) {
     Repository& v2 = job.repository;
-    const std::wstring instance = v2.Property(snapshotId, L"InstanceID").AsWideString();
     std::vector<std::wstring> diskIds;
     std::vector<std::wstring> trackingIds;
     for (const auto part : PartsOf(v2, snapshotId)) {
@@ -151,16 +150,10 @@ std::uint32_t ConvertToReferencePoint(MethodCall& call) {
       if (disk == nullptr) {
         continue;
       }
-      // The point in time is the checkpoint's: when it started the machine's differencing file.
-      std::uint64_t sequence =
-          job.host.Disks().LogOf(path) ? job.host.Disks().LogOf(path)->sequence : 0;
-      for (const auto& file : job.host.Disks().All()) {
-        if (file.mergedWith == instance && EqualsNoCase(file.parentPath, path)) {
-          sequence = file.createdAtSequence;
-        }
-      }
+      // The checkpoint froze this file when it started the machine's differencing file, so its
+      // present state is the checkpoint's point in time.
       diskIds.push_back(disk->diskId);
-      trackingIds.push_back(job.host.Disks().TrackingId(path, sequence));
+      trackingIds.push_back(job.host.Disks().IssueTrackingId(path));
     }
     const std::wstring systemId = v2.Property(machineId, L"Name").AsWideString();
     const auto referencePoint = v2.Create(

@@ -10,7 +10,6 @@ namespace {
 
 constexpr std::uint32_t kInvalidParameter = 32773;
 constexpr std::uint32_t kFileNotFound = 32779;
-constexpr std::uint16_t kFailed = 32768;
 
 std::wstring FileName(const std::wstring& path) {
   const std::size_t slash = path.find_last_of(L"\\/");
@@ -79,6 +78,32 @@ std::vector<Range> ChangedBlocks(const ChangeLog& log, std::uint64_t sequence, s
   return merged;
 }
 
+// The system's text for each refusal, and its status.
+std::wstring RefusalText(TrackingRefusal refusal) {
+  switch (refusal) {
+    case TrackingRefusal::Disabled:
+      return L"Change Tracking is not enabled for the virtual disk. (0xC03A002A)";
+    case TrackingRefusal::Invalid:
+      return L"The specified change tracking identifier is invalid. (0xC03A0029)";
+    case TrackingRefusal::Missing:
+      break;
+  }
+  return L"There is no change tracking data available associated with the specified change "
+         L"tracking identifier. (0xC03A0030)";
+}
+
+std::uint32_t RefuseTrackingId(MethodCall& call, const std::wstring& path,
+                               const std::wstring& limitId, TrackingRefusal refusal) {
+  const HostSettings& settings = call.host.Settings();
+  if (!settings.changeTrackingFailsThroughJob) {
+    return settings.changeTrackingFailureCode;
+  }
+  return call.FailThroughJob(0, settings.changeTrackingFailureCode,
+                             L"Failed to get the changes of the virtual disk '" + path +
+                                 L"' since change tracking identifier '" + limitId + L"'. " +
+                                 RefusalText(refusal));
+}
+
 std::uint32_t GetVirtualDiskChanges(MethodCall& call) {
   const std::wstring path = call.In(L"Path").AsWideString();
   const VirtualDisk* disk = call.host.Disks().Find(path);
@@ -96,17 +121,12 @@ std::uint32_t GetVirtualDiskChanges(MethodCall& call) {
   if (offset > size || length > size - offset) {
     return kInvalidParameter;
   }
-  const ChangeLog* log = call.host.Disks().LogOf(path);
-  const auto id = ParseTrackingId(limitId);
-  if (log == nullptr || !id || id->guid != log->trackingGuid || id->sequence > log->sequence ||
-      id->sequence < log->validFrom) {
-    return call.FailThroughJob(0, kFailed,
-                               L"There is no change tracking data available associated with the "
-                               L"specified change tracking identifier '" +
-                                   limitId + L"' (0xC03A002A).");
+  const auto checked = call.host.Disks().CheckTrackingId(path, limitId);
+  if (!checked.sequence) {
+    return RefuseTrackingId(call, path, limitId, checked.refusal);
   }
   const auto blocks =
-      ChangedBlocks(*log, id->sequence, offset, offset + length,
+      ChangedBlocks(*call.host.Disks().LogOf(path), *checked.sequence, offset, offset + length,
                     std::max<std::uint64_t>(1, call.host.Settings().changeTrackingBlockSize), size);
   const std::size_t limit = std::max<std::uint32_t>(1, call.host.Settings().changeRangesPerPass);
   const std::size_t count = std::min(blocks.size(), limit);

@@ -227,16 +227,15 @@ json DisksToJson(const VirtualDisks& disks) {
                      {"type", disk.type},
                      {"maxInternalSize", disk.maxInternalSize},
                      {"parentPath", ToUtf8(disk.parentPath)},
-                     {"mergedWith", ToUtf8(disk.mergedWith)},
-                     {"createdAtSequence", disk.createdAtSequence}});
+                     {"mergedWith", ToUtf8(disk.mergedWith)}});
   }
   json logs = json::array();
-  for (const auto& [root, log] : disks.Logs()) {
+  for (const auto& [path, log] : disks.Logs()) {
     json writes = json::array();
     for (const auto& write : log.writes) {
       writes.push_back({write.offset, write.length, write.sequence});
     }
-    logs.push_back({{"root", ToUtf8(root)},
+    logs.push_back({{"path", ToUtf8(path)},
                     {"trackingGuid", ToUtf8(log.trackingGuid)},
                     {"sequence", log.sequence},
                     {"validFrom", log.validFrom},
@@ -258,7 +257,6 @@ void DisksFromJson(const json& storage, VirtualDisks& disks) {
       disk.maxInternalSize = file.at("maxInternalSize").get<std::uint64_t>();
       disk.parentPath = FromUtf8(file.value("parentPath", std::string()));
       disk.mergedWith = FromUtf8(file.value("mergedWith", std::string()));
-      disk.createdAtSequence = file.value("createdAtSequence", std::uint64_t{0});
       files.push_back(std::move(disk));
     }
     for (const auto& entry : storage.value("changeTracking", json::array())) {
@@ -270,7 +268,7 @@ void DisksFromJson(const json& storage, VirtualDisks& disks) {
         log.writes.push_back({write.at(0).get<std::uint64_t>(), write.at(1).get<std::uint64_t>(),
                               write.at(2).get<std::uint64_t>()});
       }
-      logs[FromUtf8(entry.at("root").get<std::string>())] = std::move(log);
+      logs[FromUtf8(entry.at("path").get<std::string>())] = std::move(log);
     }
   } catch (const json::exception& e) {
     Reject("/storage", std::string("is not a valid list of disk files: ") + e.what());
@@ -341,6 +339,10 @@ std::shared_ptr<HostCore> Build(const json& document) {
       Setting<std::uint32_t>(host, "changeTrackingBlockSize", 4096, "/host");
   settings.changeRangesPerPass =
       Setting<std::uint32_t>(host, "changeRangesPerPass", 16384, "/host");
+  settings.changeTrackingFailsThroughJob =
+      Setting<bool>(host, "changeTrackingFailsThroughJob", true, "/host");
+  settings.changeTrackingFailureCode =
+      Setting<std::uint16_t>(host, "changeTrackingFailureCode", 32768, "/host");
   if (settings.name.empty()) {
     Reject("/host/name", "must not be empty");
   }
@@ -444,6 +446,8 @@ std::string HostToJson(HostCore& host) {
         {"mergeDurationMs", settings.mergeDurationMs},
         {"changeTrackingBlockSize", settings.changeTrackingBlockSize},
         {"changeRangesPerPass", settings.changeRangesPerPass},
+        {"changeTrackingFailsThroughJob", settings.changeTrackingFailsThroughJob},
+        {"changeTrackingFailureCode", settings.changeTrackingFailureCode},
         {"clockMs", host.ClockMs()},
         {"guidSeed", host.GuidSeed()},
         {"synchronousMethods", std::move(synchronous)}}},

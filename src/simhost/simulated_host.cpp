@@ -237,14 +237,12 @@ void SimulatedHost::WriteToDisk(const std::wstring& path, std::uint64_t offset,
       length > disk->maxInternalSize - offset) {
     throw DefaultException(kLibraryErrorCode, (L"Cannot write to " + path).c_str());
   }
-  core_->Disks().Write(path, offset, length);
+  core_->Disks().Write(core_->Disks().LeafOf(path), offset, length);
 }
 
 void SimulatedHost::ExpireChangeTracking(const std::wstring& path) {
   std::lock_guard lock(core_->Mutex());
-  if (ChangeLog* log = core_->Disks().LogOf(path)) {
-    log->validFrom = ++log->sequence;
-  }
+  core_->Disks().Expire(path);
 }
 
 void SimulatedHost::SetProperty(const std::wstring& path, const std::wstring& property,

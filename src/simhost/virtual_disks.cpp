@@ -1,17 +1,18 @@
 #include "simhost/virtual_disks.h"
 
+#include <algorithm>
 #include <cwchar>
 
 namespace quorvane::sim {
 
 void VirtualDisks::Add(VirtualDisk disk, const std::wstring& trackingGuid) {
   const std::wstring path = disk.path;
+  const bool tracked = disk.format != 2;
   disks_[path] = std::move(disk);
-  const std::wstring root = RootOf(path);
-  if (logs_.find(root) == logs_.end()) {
+  if (tracked) {
     ChangeLog log;
     log.trackingGuid = ToLower(trackingGuid);
-    logs_[root] = std::move(log);
+    logs_[path] = std::move(log);
   }
 }
 
@@ -61,29 +62,92 @@ std::wstring VirtualDisks::RootOf(const std::wstring& path) const {
   return current;
 }
 
+std::wstring VirtualDisks::LeafOf(const std::wstring& path) const {
+  std::wstring current = path;
+  for (std::size_t steps = 0; steps <= disks_.size(); ++steps) {
+    const auto child = std::find_if(disks_.begin(), disks_.end(), [&](const auto& entry) {
+      return EqualsNoCase(entry.second.parentPath, current);
+    });
+    if (child == disks_.end()) {
+      break;
+    }
+    current = child->first;
+  }
+  return current;
+}
+
 ChangeLog* VirtualDisks::LogOf(const std::wstring& path) {
-  const auto found = logs_.find(RootOf(path));
+  const auto found = logs_.find(path);
+  return found == logs_.end() ? nullptr : &found->second;
+}
+
+const ChangeLog* VirtualDisks::LogOf(const std::wstring& path) const {
+  const auto found = logs_.find(path);
   return found == logs_.end() ? nullptr : &found->second;
 }
 
 void VirtualDisks::Write(const std::wstring& path, std::uint64_t offset, std::uint64_t length) {
   if (ChangeLog* log = LogOf(path)) {
-    log->writes.push_back({offset, length, ++log->sequence});
+    log->writes.push_back({offset, length, log->sequence});
   }
 }
 
-std::wstring VirtualDisks::TrackingId(const std::wstring& path, std::uint64_t sequence) const {
-  const auto found = logs_.find(RootOf(path));
-  if (found == logs_.end()) {
+std::wstring VirtualDisks::IssueTrackingId(const std::wstring& path) {
+  ChangeLog* log = LogOf(path);
+  if (log == nullptr) {
     return L"";
   }
-  std::wstring guid = found->second.trackingGuid;
+  std::wstring guid = log->trackingGuid;
   for (auto& c : guid) {
     c = c == L'-' ? L':' : c;
   }
   wchar_t number[16];
-  std::swprintf(number, 16, L"%08llX", static_cast<unsigned long long>(sequence));
+  std::swprintf(number, 16, L"%08llX", static_cast<unsigned long long>(log->sequence++));
   return L"rctX:" + guid + L":" + number;
+}
+
+VirtualDisks::Checked VirtualDisks::CheckTrackingId(const std::wstring& path,
+                                                    const std::wstring& id) const {
+  const ChangeLog* log = LogOf(path);
+  if (log == nullptr) {
+    return {std::nullopt, TrackingRefusal::Disabled};
+  }
+  const auto parsed = ParseTrackingId(id);
+  if (!parsed) {
+    return {std::nullopt, TrackingRefusal::Invalid};
+  }
+  if (parsed->guid != log->trackingGuid || parsed->sequence >= log->sequence ||
+      parsed->sequence < log->validFrom) {
+    return {std::nullopt, TrackingRefusal::Missing};
+  }
+  return {parsed->sequence, TrackingRefusal::Missing};
+}
+
+void VirtualDisks::Expire(const std::wstring& path) {
+  if (ChangeLog* log = LogOf(path)) {
+    log->validFrom = log->sequence;
+  }
+}
+
+void VirtualDisks::Merge(const std::wstring& path) {
+  const VirtualDisk* file = Find(path);
+  if (file == nullptr || file->parentPath.empty()) {
+    return;
+  }
+  const std::wstring parent = file->parentPath;
+  const ChangeLog* from = LogOf(path);
+  ChangeLog* into = LogOf(parent);
+  if (from != nullptr && into != nullptr) {
+    for (const auto& write : from->writes) {
+      into->writes.push_back({write.offset, write.length, into->sequence});
+    }
+  }
+  for (auto& [otherPath, other] : disks_) {
+    if (EqualsNoCase(other.parentPath, path)) {
+      other.parentPath = parent;
+    }
+  }
+  Remove(path);
 }
 
 std::optional<TrackingId> ParseTrackingId(const std::wstring& text) {

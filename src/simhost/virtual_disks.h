@@ -13,22 +13,22 @@ namespace quorvane::sim {
 // A virtual hard disk file on the host.
 struct VirtualDisk {
   std::wstring path;
-  std::wstring diskId;       // "{GUID}", upper case
+  std::wstring diskId;       // a bare upper-case GUID
   std::uint16_t format = 3;  // 2 VHD, 3 VHDX, 4 VHD set
   std::uint16_t type = 3;    // 2 fixed, 3 dynamic, 4 differencing
   std::uint64_t maxInternalSize = 0;
   std::wstring parentPath;  // empty for a disk without parent
   // The checkpoint (its settings' InstanceID) whose removal merges this file into its parent.
   std::wstring mergedWith;
-  // The change sequence number when the file was made (a checkpoint's point in time).
-  std::uint64_t createdAtSequence = 0;
 };
 
-// The guest writes to one disk chain, for resilient change tracking.
+// The resilient change tracking of one file. Its identifiers count up: one is issued each time
+// the host records a point in time (a reference point), and a write belongs to the identifier
+// current when it was made.
 struct ChangeLog {
-  std::wstring trackingGuid;  // lower case GUID
-  std::uint64_t sequence = 0;
-  std::uint64_t validFrom = 0;  // identifiers below this sequence have expired
+  std::wstring trackingGuid;    // lower case GUID
+  std::uint64_t sequence = 0;   // the identifier the next point in time gets
+  std::uint64_t validFrom = 0;  // identifiers below this one have expired
   struct Write {
     std::uint64_t offset;
     std::uint64_t length;
@@ -37,8 +37,15 @@ struct ChangeLog {
   std::vector<Write> writes;
 };
 
-// The host's disk files and their change tracking. Change tracking belongs to a chain: writes
-// to any file of a differencing chain count for the chain's root.
+// Why an identifier cannot serve as the base of a change query.
+enum class TrackingRefusal {
+  Disabled,  // the file keeps no change tracking (VHD format)
+  Invalid,   // not an identifier at all
+  Missing,   // another file's, expired, or not issued yet
+};
+
+// The host's disk files, each with its own change tracking (VHDX files only). Merging a
+// differencing file hands its writes to the parent's tracking.
 class VirtualDisks {
  public:
   void Add(VirtualDisk disk, const std::wstring& trackingGuid);
@@ -49,15 +56,31 @@ class VirtualDisks {
 
   // The root of the chain the file belongs to.
   std::wstring RootOf(const std::wstring& path) const;
+  // The file at the far end of the chain from `path`: the differencing file a machine writes to
+  // while checkpoints hold the files below it.
+  std::wstring LeafOf(const std::wstring& path) const;
   ChangeLog* LogOf(const std::wstring& path);
+  const ChangeLog* LogOf(const std::wstring& path) const;
   const std::map<std::wstring, ChangeLog, LessNoCase>& Logs() const { return logs_; }
   // Replaces everything (scenario loading).
   void Restore(std::vector<VirtualDisk> disks, std::map<std::wstring, ChangeLog, LessNoCase> logs);
 
-  // Records a guest write; the write goes to the chain's log.
+  // Records a guest write to the file.
   void Write(const std::wstring& path, std::uint64_t offset, std::uint64_t length);
-  // The identifier that stands for the chain's state at `sequence`.
-  std::wstring TrackingId(const std::wstring& path, std::uint64_t sequence) const;
+  // Records the file's present state as a point in time and returns its identifier ("" for a
+  // file without change tracking).
+  std::wstring IssueTrackingId(const std::wstring& path);
+  // The identifier's sequence when it can serve as the base of a change query of the file.
+  struct Checked {
+    std::optional<std::uint64_t> sequence;
+    TrackingRefusal refusal = TrackingRefusal::Missing;
+  };
+  Checked CheckTrackingId(const std::wstring& path, const std::wstring& id) const;
+  // Makes every identifier of the file issued so far unknown.
+  void Expire(const std::wstring& path);
+  // Folds a differencing file into its parent: the parent takes its writes, whatever used it
+  // uses the parent, and the file is gone.
+  void Merge(const std::wstring& path);
 
  private:
   std::map<std::wstring, VirtualDisk, LessNoCase> disks_;

@@ -53,7 +53,7 @@ TEST_F(SimHostTest, ZeroProcessedEndsTheWalk) {
 // The host answers synchronously by default; answered through jobs, the outputs are the same.
 TEST_F(SimHostTest, ChangesAnsweredThroughJobs) {
   CreateDiskFile(Core(), L"D:\\z.vhdx", 1 << 20, L"");
-  const std::wstring id = Core().Disks().TrackingId(L"D:\\z.vhdx", 0);
+  const std::wstring id = Core().Disks().IssueTrackingId(L"D:\\z.vhdx");
   Core().Disks().Write(L"D:\\z.vhdx", 8192, 100);
   Core().SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", false);
   Core().SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualHardDiskSettingData", false);

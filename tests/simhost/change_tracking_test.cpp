@@ -1,0 +1,106 @@
+// Resilient change tracking as the simulated host keeps it: per file, identifiers issued per
+// point in time, and refusals paired with the system status they stand for.
+#include "hyperv/image_management.h"
+#include "simhost/hyperv_model.h"
+#include "simhost/sim_fixture.h"
+#include "simhost/virtual_disks.h"
+
+namespace quorvane::sim {
+namespace {
+
+constexpr wchar_t kBase[] = L"D:\\base.vhdx";
+constexpr wchar_t kChild[] = L"D:\\base_1.avhdx";
+
+DefaultException RaisedBy(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const DefaultException& e) {
+    return e;
+  }
+  return DefaultException(0, L"nothing raised");
+}
+
+class ChangeTrackingTest : public SimHostTest {
+ protected:
+  ChangeTrackingTest() {
+    CreateDiskFile(Core(), kBase, 1 << 20, L"");
+    CreateDiskFile(Core(), kChild, 1 << 20, kBase);
+  }
+
+  std::vector<ChangedRange> Changes(const std::wstring& path, const std::wstring& id) {
+    return GetVirtualDiskChanges(*service_, path, id);
+  }
+
+  std::wstring Refusal(const std::wstring& path, const std::wstring& id) {
+    const auto e = RaisedBy([&] { Changes(path, id); });
+    EXPECT_EQ(e.GetErrorCode(), 32768u);
+    return e.GetMessageDescription();
+  }
+};
+
+TEST_F(ChangeTrackingTest, EachFileAnswersOnlyForItsOwnIdentifiers) {
+  const std::wstring baseId = Core().Disks().IssueTrackingId(kBase);
+  const std::wstring childId = Core().Disks().IssueTrackingId(kChild);
+  EXPECT_NE(baseId.substr(0, 40), childId.substr(0, 40));
+  EXPECT_NE(Refusal(kChild, baseId).find(L"(0xC03A0030)"), std::wstring::npos);
+  Core().Disks().Write(kChild, 0, 10);
+  EXPECT_EQ(Changes(kChild, childId).size(), 1u);
+  EXPECT_TRUE(Changes(kBase, baseId).empty()) << "the parent is not written through its child";
+}
+
+TEST_F(ChangeTrackingTest, IdentifiersCountPointsInTimeNotWrites) {
+  const std::wstring first = Core().Disks().IssueTrackingId(kBase);
+  for (int i = 0; i < 5; ++i) {
+    Core().Disks().Write(kBase, 4096 * i, 1);
+  }
+  const std::wstring second = Core().Disks().IssueTrackingId(kBase);
+  EXPECT_EQ(first.substr(first.size() - 8), L"00000000");
+  EXPECT_EQ(second.substr(second.size() - 8), L"00000001");
+  EXPECT_EQ(Changes(kBase, first).size(), 1u);  // five adjacent blocks merge
+  EXPECT_TRUE(Changes(kBase, second).empty());
+  Core().Disks().Write(kBase, 1 << 19, 1);
+  EXPECT_EQ(Changes(kBase, second).size(), 1u);
+}
+
+TEST_F(ChangeTrackingTest, MergingHandsTheWritesToTheParent) {
+  const std::wstring baseId = Core().Disks().IssueTrackingId(kBase);
+  Core().Disks().Write(kChild, 8192, 1);
+  Core().Disks().Merge(kChild);
+  EXPECT_EQ(Core().Disks().Find(kChild), nullptr);
+  const auto ranges = Changes(kBase, baseId);
+  ASSERT_EQ(ranges.size(), 1u);
+  EXPECT_EQ(ranges[0].offset, 8192u);
+}
+
+TEST_F(ChangeTrackingTest, EachRefusalCarriesItsOwnStatus) {
+  const std::wstring id = Core().Disks().IssueTrackingId(kBase);
+  EXPECT_NE(Refusal(kBase, L"rctX:nonsense").find(L"identifier is invalid. (0xC03A0029)"),
+            std::wstring::npos);
+  CreateDiskFile(Core(), L"D:\\old.vhd", 1 << 20, L"");
+  EXPECT_NE(Refusal(L"D:\\old.vhd", id).find(L"(0xC03A002A)"), std::wstring::npos);
+  const std::wstring notYetIssued = id.substr(0, id.size() - 8) + L"00000001";
+  EXPECT_NE(Refusal(kBase, notYetIssued)
+                .find(L"There is no change tracking data available "
+                      L"associated with the specified change tracking "
+                      L"identifier. (0xC03A0030)"),
+            std::wstring::npos);
+  Core().Disks().Expire(kBase);
+  EXPECT_NE(Refusal(kBase, id).find(L"(0xC03A0030)"), std::wstring::npos);
+}
+
+TEST(ChangeTrackingRefusalForm, ScenarioCanMakeItAReturnValue) {
+  HostOptions options;
+  options.changeTrackingFailsThroughJob = false;
+  options.changeTrackingFailureCode = 32773;
+  auto host = SimulatedHost::Create(options);
+  CreateDiskFile(*host.Core(), kBase, 1 << 20, L"");
+  auto service = host.Core()->Connect(L"", L"", L"", kVirtualizationNamespace);
+  const auto e = RaisedBy([&] { GetVirtualDiskChanges(*service, kBase, L"rctX:nonsense"); });
+  EXPECT_EQ(e.GetErrorCode(), 32773u);
+  EXPECT_TRUE(service->ExecQuery(L"SELECT * FROM Msvm_ConcreteJob").empty());
+  EXPECT_NE(host.ToJson().find("\"changeTrackingFailsThroughJob\": false"), std::string::npos);
+  EXPECT_EQ(SimulatedHost::FromJson(host.ToJson()).ToJson(), host.ToJson());
+}
+
+}  // namespace
+}  // namespace quorvane::sim
