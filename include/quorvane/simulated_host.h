@@ -34,6 +34,13 @@ struct HostOptions {
   // How long a machine reports "merging disks" (operational status 32772) after a checkpoint
   // is removed.
   std::uint32_t mergeDurationMs = 15000;
+  // While a machine merges disks, operations on its checkpoints (take, remove, convert to a
+  // reference point) are refused with 32775, as Hyper-V refuses them.
+  bool refuseDuringMerge = true;
+  // Removing or converting a checkpoint of a machine that has a reference point left behind
+  // fails (its job ends in state 10 with 32768), as merges fail on hosts where a backup left
+  // one.
+  bool refuseMergeWithReferencePoint = false;
   // Change tracking reports whole blocks of this size.
   std::uint32_t changeTrackingBlockSize = 4096;
   // "GetVirtualDiskChanges" stops a pass after this many ranges.

@@ -93,6 +93,12 @@ VirtualDisk& CreateDiskFile(HostCore& host, const std::wstring& path, std::uint6
 // Checkpoint removal: the checkpoint's settings and parts go, its children and the machine take
 // its parent, and the files it owned merge into their parents while the machine reports merging.
 void RemoveSnapshot(HostCore& host, Repository::Id machine, Repository::Id snapshot);
+// Starts merging the differencing files whose checkpoints are gone, unless the machine's disk
+// merge settings hold merges back ("EnabledState" 0). The files merge when the host's merge
+// duration is over; until then the machine reports "merging disks".
+void StartMerges(HostCore& host, Repository::Id machine);
+bool MergesEnabled(const Repository& repository, Repository::Id machine);
+bool IsMerging(const Repository& repository, Repository::Id machine);
 // The machine's checkpoints (settings objects), in creation order.
 std::vector<Repository::Id> SnapshotsOf(const Repository& repository, Repository::Id machine);
 // The machine a settings object (realized or checkpoint) belongs to.

@@ -61,6 +61,9 @@ void StartDifferencingDisks(HostCore& host, Repository::Id realized, const std::
     VirtualDisk& file =
         CreateDiskFile(host, child, host.Disks().Find(parent)->maxInternalSize, parent);
     file.mergedWith = snapshotInstance;
+    // The guest must see the same disk through a checkpoint, so the differencing file keeps
+    // the identity of the file below it.
+    file.diskId = host.Disks().Find(parent)->diskId;
     v2.Set(part, L"HostResource", WmiValue::Array(std::vector<std::wstring>{child}));
   }
 }

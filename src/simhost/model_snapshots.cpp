@@ -17,42 +17,102 @@ void Unlink(Repository& repository, Repository::Id from, std::wstring_view assoc
   }
 }
 
-// Files the checkpoint owned merge into their parents: whatever used them uses the parent.
-void MergeFiles(HostCore& host, const std::wstring& snapshotInstance) {
+// The differencing files the machine runs on whose checkpoint is gone: they wait to be merged
+// into their parents.
+std::vector<std::wstring> PendingMerges(HostCore& host, Repository::Id machine) {
   Repository& v2 = host.Namespace(kVirtualizationNamespace);
-  for (const auto& file : host.Disks().All()) {
-    if (file.mergedWith != snapshotInstance || file.parentPath.empty()) {
-      continue;
-    }
-    for (const auto id :
-         v2.Enumerate(*Schema::Instance().FindClass(L"Msvm_StorageAllocationSettingData"))) {
-      const auto files = v2.Property(id, L"HostResource").AsWideStringArray();
-      if (!files.empty() && EqualsNoCase(files.front(), file.path)) {
-        v2.Set(id, L"HostResource", WmiValue::Array(std::vector<std::wstring>{file.parentPath}));
-      }
-    }
-    host.Disks().Merge(file.path);
+  std::vector<std::wstring> pending;
+  const auto realized = RealizedSettingsOf(v2, machine);
+  if (!realized) {
+    return pending;
   }
+  for (const auto part : PartsOf(v2, *realized)) {
+    const auto files = v2.Property(part, L"HostResource").AsWideStringArray();
+    const VirtualDisk* file = files.empty() ? nullptr : host.Disks().Find(files.front());
+    // A chain is bounded by the number of files, whatever its parents say.
+    for (std::size_t steps = 0; file != nullptr && steps <= host.Disks().Count(); ++steps) {
+      if (!file->mergedWith.empty() && !file->parentPath.empty() &&
+          !v2.Find(FormatRelativePath(L"Msvm_VirtualSystemSettingData",
+                                      {{L"InstanceID", file->mergedWith}}))) {
+        pending.push_back(file->path);
+      }
+      file = host.Disks().Find(file->parentPath);
+    }
+  }
+  return pending;
 }
 
-void ReportMerging(HostCore& host, Repository::Id machine) {
-  if (host.Settings().mergeDurationMs == 0) {
-    return;  // over before anyone could see it
+// The file merges into its parent: whatever used it uses the parent.
+void MergeFile(HostCore& host, const std::wstring& path) {
+  const VirtualDisk* file = host.Disks().Find(path);
+  if (file == nullptr || file->parentPath.empty()) {
+    return;
   }
   Repository& v2 = host.Namespace(kVirtualizationNamespace);
-  const std::wstring path = v2.FullPath(machine);
-  v2.Set(machine, L"OperationalStatus",
-         WmiValue::Array(std::vector<std::int32_t>{kStatusOk, kMergingDisks}));
-  host.Schedule(host.Settings().mergeDurationMs, [path](HostCore& later) {
-    Repository& repository = later.Namespace(kVirtualizationNamespace);
-    if (const auto id = repository.Find(path)) {
-      repository.Set(*id, L"OperationalStatus",
-                     WmiValue::Array(std::vector<std::int32_t>{kStatusOk}));
+  for (const auto id :
+       v2.Enumerate(*Schema::Instance().FindClass(L"Msvm_StorageAllocationSettingData"))) {
+    const auto files = v2.Property(id, L"HostResource").AsWideStringArray();
+    if (!files.empty() && EqualsNoCase(files.front(), path)) {
+      v2.Set(id, L"HostResource", WmiValue::Array(std::vector<std::wstring>{file->parentPath}));
     }
-  });
+  }
+  host.Disks().Merge(path);
+}
+
+void SetMerging(Repository& v2, Repository::Id machine, bool merging) {
+  std::vector<std::int32_t> status = {kStatusOk};
+  if (merging) {
+    status.push_back(kMergingDisks);
+  }
+  v2.Set(machine, L"OperationalStatus", WmiValue::Array(status));
 }
 
 }  // namespace
+
+bool MergesEnabled(const Repository& repository, Repository::Id machine) {
+  for (const auto settings :
+       LinkedEnds(repository, machine, L"Msvm_ElementSettingData", L"ManagedElement")) {
+    if (EqualsNoCase(repository.Get(settings).cls->name, L"Msvm_DiskMergeSettingData") &&
+        repository.Property(settings, L"EnabledState").AsInteger() == 0) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool IsMerging(const Repository& repository, Repository::Id machine) {
+  for (const auto& status : repository.Property(machine, L"OperationalStatus").Elements()) {
+    if (status.AsInteger() == kMergingDisks) {
+      return true;
+    }
+  }
+  return false;
+}
+
+void StartMerges(HostCore& host, Repository::Id machine) {
+  Repository& v2 = host.Namespace(kVirtualizationNamespace);
+  if (!MergesEnabled(v2, machine) || PendingMerges(host, machine).empty()) {
+    return;
+  }
+  const auto finish = [](HostCore& at, Repository::Id id) {
+    for (const auto& path : PendingMerges(at, id)) {
+      MergeFile(at, path);
+    }
+  };
+  if (host.Settings().mergeDurationMs == 0) {
+    finish(host, machine);  // over before anyone could see it
+    return;
+  }
+  SetMerging(v2, machine, true);
+  const std::wstring path = v2.FullPath(machine);
+  host.Schedule(host.Settings().mergeDurationMs, [path, finish](HostCore& later) {
+    Repository& repository = later.Namespace(kVirtualizationNamespace);
+    if (const auto id = repository.Find(path)) {
+      finish(later, *id);
+      SetMerging(repository, *id, false);
+    }
+  });
+}
 
 std::vector<Repository::Id> SnapshotsOf(const Repository& repository, Repository::Id machine) {
   return LinkedEnds(repository, machine, L"Msvm_SnapshotOfVirtualSystem", L"Antecedent");
@@ -75,7 +135,6 @@ void RemoveSnapshot(HostCore& host, Repository::Id machine, Repository::Id snaps
   const std::wstring path = v2.FullPath(snapshot);
   const WmiValue parentPath = v2.Property(snapshot, L"Parent");
   const auto parent = v2.Find(parentPath.AsWideString());
-  const std::wstring instance = v2.Property(snapshot, L"InstanceID").AsWideString();
 
   std::vector<Repository::Id> children = SnapshotsOf(v2, machine);
   if (const auto realized = RealizedSettingsOf(v2, machine)) {
@@ -102,8 +161,7 @@ void RemoveSnapshot(HostCore& host, Repository::Id machine, Repository::Id snaps
     v2.Associate(L"Msvm_MostCurrentSnapshotInBranch", L"Antecedent", machine, L"Dependent",
                  *parent);
   }
-  MergeFiles(host, instance);
-  ReportMerging(host, machine);
+  StartMerges(host, machine);
 }
 
 void DestroyMachine(Repository& repository, Repository::Id machine) {

@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::uint32_t kInvalidParameter = 32773;
 constexpr std::uint16_t kFailed = 32768;
+constexpr std::uint32_t kInvalidState = 32775;
 constexpr std::uint16_t kStandard = 2;
 constexpr std::uint16_t kRecovery = 32768;
 constexpr std::int32_t kApplicationConsistent = 1;
@@ -36,11 +37,33 @@ std::optional<Repository::Id> ByInstanceId(const Repository& repository,
   return std::nullopt;
 }
 
+// What the host refuses about a machine's disk merges: an operation on its checkpoints while
+// it merges (32775), and, where the scenario says so, any merge while a reference point was
+// left behind (a failed job). Nothing when the operation may go ahead.
+std::optional<std::uint32_t> RefusedForMerging(MethodCall& call, Repository::Id machine,
+                                               std::uint16_t jobType, bool merges) {
+  const HostSettings& settings = call.host.Settings();
+  if (settings.refuseDuringMerge && IsMerging(call.repository, machine)) {
+    return kInvalidState;
+  }
+  if (merges && settings.refuseMergeWithReferencePoint &&
+      !LinkedEnds(call.repository, machine, L"Msvm_ReferencePointOfVirtualSystem", L"Antecedent")
+           .empty()) {
+    return call.FailThroughJob(jobType, kFailed,
+                               L"The merge of the checkpoint's disks failed: the virtual machine "
+                               L"has a reference point that was left behind.");
+  }
+  return std::nullopt;
+}
+
 std::uint32_t CreateSnapshot(MethodCall& call) {
   const auto machine = SettingsAt(call, L"AffectedSystem");
   const auto type = static_cast<std::uint16_t>(call.In(L"SnapshotType").AsInteger());
   if (!machine || (type != kStandard && type != kRecovery)) {
     return kInvalidParameter;
+  }
+  if (const auto refused = RefusedForMerging(call, *machine, 70, false)) {
+    return *refused;
   }
   std::int64_t level = 0;
   const std::wstring settingsText = call.In(L"SnapshotSettings").AsWideString();
@@ -101,6 +124,9 @@ std::uint32_t DestroySnapshot(MethodCall& call, const wchar_t* parameter, bool w
   if (!machine) {
     return kInvalidParameter;
   }
+  if (const auto refused = RefusedForMerging(call, *machine, 72, true)) {
+    return *refused;
+  }
   const Repository::Id root = *snapshot;
   const Repository::Id machineId = *machine;
   return call.Complete(72, [root, machineId, withSubtree](JobContext& job) {
@@ -131,6 +157,9 @@ std::uint32_t ConvertToReferencePoint(MethodCall& call) {
   const auto machine = MachineOf(call.repository, *snapshot);
   if (!machine) {
     return kInvalidParameter;
+  }
+  if (const auto refused = RefusedForMerging(call, *machine, 200, true)) {
+    return *refused;
   }
   const Repository::Id snapshotId = *snapshot;
   const Repository::Id machineId = *machine;
@@ -185,8 +214,10 @@ std::uint32_t DestroyReferencePoint(MethodCall& call) {
 }
 
 // Applies the properties an embedded instance names to the stored object it identifies.
+// `then` runs after the change, in the same job.
 std::uint32_t ModifyByText(MethodCall& call, const wchar_t* parameter, std::uint16_t jobType,
-                           std::initializer_list<const wchar_t*> fixed) {
+                           std::initializer_list<const wchar_t*> fixed,
+                           std::function<void(JobContext&, Repository::Id)> then = nullptr) {
   const ParsedInstance text = ParseEmbeddedInstance(call.In(parameter).AsWideString());
   const auto target = ByInstanceId(call.repository, text);
   if (!target) {
@@ -202,11 +233,14 @@ std::uint32_t ModifyByText(MethodCall& call, const wchar_t* parameter, std::uint
     }
   }
   const Repository::Id id = *target;
-  return call.Complete(jobType, [id, changes](JobContext& job) {
+  return call.Complete(jobType, [id, changes, then](JobContext& job) {
     for (const auto& [name, value] : changes) {
       job.repository.Set(id, name, value);
     }
     job.AddAffected(id);
+    if (then) {
+      then(job, id);
+    }
   });
 }
 
@@ -232,8 +266,16 @@ void InstallSnapshotBehaviours(HostCore& host) {
                              L"VirtualSystemType", L"CreationTime", L"Parent"});
       });
   host.RegisterMethod(
-      L"Msvm_VirtualSystemManagementService", L"ModifyDiskMergeSettings",
-      [](MethodCall& call) { return ModifyByText(call, L"SettingData", 2, {L"InstanceID"}); });
+      L"Msvm_VirtualSystemManagementService", L"ModifyDiskMergeSettings", [](MethodCall& call) {
+        // Merges held back while the settings were off start once they are on again.
+        return ModifyByText(
+            call, L"SettingData", 2, {L"InstanceID"}, [](JobContext& job, Repository::Id settings) {
+              for (const auto machine : LinkedEnds(job.repository, settings,
+                                                   L"Msvm_ElementSettingData", L"SettingData")) {
+                StartMerges(job.host, machine);
+              }
+            });
+      });
 }
 
 }  // namespace quorvane::sim

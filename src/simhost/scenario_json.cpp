@@ -339,6 +339,9 @@ std::shared_ptr<HostCore> Build(const json& document) {
       Setting<std::uint32_t>(host, "changeTrackingBlockSize", 4096, "/host");
   settings.changeRangesPerPass =
       Setting<std::uint32_t>(host, "changeRangesPerPass", 16384, "/host");
+  settings.refuseDuringMerge = Setting<bool>(host, "refuseDuringMerge", true, "/host");
+  settings.refuseMergeWithReferencePoint =
+      Setting<bool>(host, "refuseMergeWithReferencePoint", false, "/host");
   settings.changeTrackingFailsThroughJob =
       Setting<bool>(host, "changeTrackingFailsThroughJob", true, "/host");
   settings.changeTrackingFailureCode =
@@ -446,6 +449,8 @@ std::string HostToJson(HostCore& host) {
         {"mergeDurationMs", settings.mergeDurationMs},
         {"changeTrackingBlockSize", settings.changeTrackingBlockSize},
         {"changeRangesPerPass", settings.changeRangesPerPass},
+        {"refuseDuringMerge", settings.refuseDuringMerge},
+        {"refuseMergeWithReferencePoint", settings.refuseMergeWithReferencePoint},
         {"changeTrackingFailsThroughJob", settings.changeTrackingFailsThroughJob},
         {"changeTrackingFailureCode", settings.changeTrackingFailureCode},
         {"clockMs", host.ClockMs()},

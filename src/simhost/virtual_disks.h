@@ -53,6 +53,7 @@ class VirtualDisks {
   const VirtualDisk* Find(const std::wstring& path) const;
   VirtualDisk* Find(const std::wstring& path);
   std::vector<VirtualDisk> All() const;
+  std::size_t Count() const { return disks_.size(); }
 
   // The root of the chain the file belongs to.
   std::wstring RootOf(const std::wstring& path) const;

@@ -93,6 +93,8 @@ TEST(MergeTest, AMergeIsReportedForItsLengthOnly) {
     options.mergeDurationMs = mergeMs;
     auto host = NewHost(options);
     const auto machine = host.AddMachine({.name = L"web", .enabledState = 2});
+    host.AddDiskFile(L"D:\\web.vhdx", 1 << 30);
+    host.AttachDisk(machine, L"D:\\web.vhdx");
     const auto checkpoint = host.AddSnapshot(machine);
     auto root = Own(host.CreateQuorvane());
     Own(root->CreateSnapshotManagement(machine.c_str()))
