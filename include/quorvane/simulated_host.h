@@ -113,7 +113,8 @@ class QUORVANE_API SimulatedHost {
   // The next `count` calls of the method return `returnValue` and change nothing.
   void FailMethodCalls(const std::wstring& className, const std::wstring& method,
                        std::uint32_t returnValue, int count = 1);
-  // The next `count` jobs the method starts end in state 10 with this error code.
+  // The next `count` jobs the method starts end in state 10 with this error code (0: the code
+  // Hyper-V gives when that operation fails, such as 32788 for a start).
   void FailJobs(const std::wstring& className, const std::wstring& method, std::uint16_t errorCode,
                 const std::wstring& description, int count = 1);
   // The next `count` operations ("Connect", "GetObject", ...) whose target contains `match`

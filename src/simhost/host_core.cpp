@@ -8,6 +8,7 @@
 #include "platform/com_error.h"
 #include "quorvane/exceptions.h"
 #include "simhost/cim_value.h"
+#include "simhost/hyperv_names.h"
 #include "simhost/sim_wmi.h"
 #include "simhost/wql.h"
 
@@ -15,10 +16,9 @@ namespace quorvane::sim {
 namespace {
 
 constexpr HResult kQuotaViolation = ToHResult(0x80041045);
-constexpr std::uint16_t kJobRunning = 4;
-constexpr std::uint16_t kJobCompleted = 7;
-constexpr std::uint16_t kJobException = 10;
-constexpr std::uint16_t kJobFailedCode = 32768;
+// How long Hyper-V keeps a job after it ends ("TimeBeforeRemoval").
+constexpr std::uint64_t kJobRetentionMs = 5 * 60 * 1000;
+constexpr wchar_t kJobRetention[] = L"00000000000500.000000:000";
 
 [[noreturn]] void Fail(HResult status) {
   ThrowForStatus(status, WmiMessageText(status));
@@ -427,17 +427,24 @@ std::wstring HostCore::NewGuid() {
 Repository::Id HostCore::StartJob(Repository& repository, std::uint16_t jobType,
                                   std::optional<FaultPlan::JobError> failure, JobEffect effect) {
   const std::wstring now = Now();
-  const Repository::Id job =
-      repository.Create(L"Msvm_ConcreteJob", {{L"InstanceID", WmiValue::String(NewGuid())},
-                                              {L"JobType", WmiValue::Int32(jobType)},
-                                              {L"JobState", WmiValue::Int32(kJobRunning)},
-                                              {L"ErrorCode", WmiValue::Int32(0)},
-                                              {L"PercentComplete", WmiValue::Int32(0)},
-                                              {L"Cancellable", WmiValue::Boolean(false)},
-                                              {L"JobStatus", WmiValue::String(L"Job is running")},
-                                              {L"TimeSubmitted", WmiValue::String(now)},
-                                              {L"StartTime", WmiValue::String(now)},
-                                              {L"Caption", WmiValue::String(L"Job")}});
+  const JobKind kind = JobKindOf(jobType);
+  if (failure && failure->code == 0) {
+    failure->code = kind.failureCode;  // scripted without a code: the operation's own
+  }
+  const Repository::Id job = repository.Create(
+      L"Msvm_ConcreteJob", {{L"InstanceID", WmiValue::String(NewGuid())},
+                            {L"ElementName", WmiValue::String(kind.elementName)},
+                            {L"Description", WmiValue::String(kind.description)},
+                            {L"TimeBeforeRemoval", WmiValue::String(kJobRetention)},
+                            {L"JobType", WmiValue::Int32(jobType)},
+                            {L"JobState", WmiValue::Int32(kJobRunning)},
+                            {L"ErrorCode", WmiValue::Int32(0)},
+                            {L"PercentComplete", WmiValue::Int32(0)},
+                            {L"Cancellable", WmiValue::Boolean(false)},
+                            {L"JobStatus", WmiValue::String(L"Job is running")},
+                            {L"TimeSubmitted", WmiValue::String(now)},
+                            {L"StartTime", WmiValue::String(now)},
+                            {L"Caption", WmiValue::String(L"Job")}});
   pendingJobs_.emplace(job, PendingJob{&repository, clockMs_ + settings_.jobDurationMs,
                                        std::move(failure), std::move(effect)});
   return job;
@@ -503,7 +510,9 @@ void HostCore::FinishDueJobs() {
         JobContext context{*this, repository, job};
         pending.effect(context);
       } catch (const DefaultException& e) {
-        failure = FaultPlan::JobError{kJobFailedCode, e.GetMessageDescription()};
+        const auto type =
+            static_cast<std::uint16_t>(repository.Property(job, L"JobType").AsInteger());
+        failure = FaultPlan::JobError{JobKindOf(type).failureCode, e.GetMessageDescription()};
       }
     }
     repository.Set(job, L"PercentComplete", WmiValue::Int32(100));
@@ -512,11 +521,19 @@ void HostCore::FinishDueJobs() {
       repository.Set(job, L"JobState", WmiValue::Int32(kJobException));
       repository.Set(job, L"ErrorCode", WmiValue::Int32(failure->code));
       repository.Set(job, L"ErrorDescription", WmiValue::String(failure->description));
-      repository.Set(job, L"JobStatus", WmiValue::String(L"Job failed"));
+      repository.Set(job, L"JobStatus", WmiValue::String(L"Job is completed with error"));
     } else {
       repository.Set(job, L"JobState", WmiValue::Int32(kJobCompleted));
       repository.Set(job, L"JobStatus", WmiValue::String(L"Job completed successfully"));
     }
+    // Hyper-V removes a job some minutes after it ends.
+    Schedule(kJobRetentionMs, [path = repository.FullPath(job)](HostCore& host) {
+      for (auto& [name, each] : host.namespaces_) {
+        if (const auto found = each.Find(path)) {
+          each.Delete(*found);
+        }
+      }
+    });
   }
 }
 

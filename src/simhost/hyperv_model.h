@@ -6,20 +6,11 @@
 #include <vector>
 
 #include "simhost/host_core.h"
+#include "simhost/hyperv_names.h"
 
 // How Hyper-V lays out its objects, as the simulated host builds them: machines with their
 // settings, checkpoints, switches and the host's capability templates.
 namespace quorvane::sim {
-
-inline constexpr wchar_t kRealizedSystem[] = L"Microsoft:Hyper-V:System:Realized";
-inline constexpr wchar_t kPlannedSystem[] = L"Microsoft:Hyper-V:System:Planned";
-inline constexpr wchar_t kRealizedSnapshot[] = L"Microsoft:Hyper-V:Snapshot:Realized";
-inline constexpr wchar_t kRecoverySnapshot[] = L"Microsoft:Hyper-V:Snapshot:Recovery";
-
-inline constexpr std::uint16_t kStateRunning = 2;
-inline constexpr std::uint16_t kStateOff = 3;
-inline constexpr std::uint16_t kStateSaved = 6;
-inline constexpr std::uint16_t kStatePaused = 9;
 
 // A machine as the host defines it: the public description of one.
 using MachineDefinition = MachineSpec;
@@ -68,10 +59,6 @@ void AddPart(Repository& repository, Repository::Id settings, Repository::Id par
 // The objects at the other end of the associations of this class in which `from` plays `role`.
 std::vector<Repository::Id> LinkedEnds(const Repository& repository, Repository::Id from,
                                        std::wstring_view association, std::wstring_view role);
-inline constexpr wchar_t kDiskDriveSubType[] = L"Microsoft:Hyper-V:Synthetic Disk Drive";
-inline constexpr wchar_t kDvdDriveSubType[] = L"Microsoft:Hyper-V:Synthetic DVD Drive";
-inline constexpr wchar_t kHardDiskSubType[] = L"Microsoft:Hyper-V:Virtual Hard Disk";
-inline constexpr wchar_t kDvdMediumSubType[] = L"Microsoft:Hyper-V:Virtual CD/DVD Disk";
 
 // A drive on the controller's slot; `properties` (from a client's text) come before the
 // drive's own place, which wins.

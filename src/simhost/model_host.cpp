@@ -110,19 +110,14 @@ void AddDevicePools(HostCore& host) {
     const wchar_t* name;
   };
   const DevicePool pools[] = {
-      {L"Microsoft:Hyper-V:Synthetic Disk Drive", 17, L"Msvm_ResourceAllocationSettingData",
-       L"Hard Drive"},
-      {L"Microsoft:Hyper-V:Synthetic DVD Drive", 16, L"Msvm_ResourceAllocationSettingData",
-       L"DVD Drive"},
-      {L"Microsoft:Hyper-V:Virtual Hard Disk", 31, L"Msvm_StorageAllocationSettingData",
-       L"Hard Disk Image"},
-      {L"Microsoft:Hyper-V:Virtual CD/DVD Disk", 31, L"Msvm_StorageAllocationSettingData",
-       L"ISO Disk Image"},
-      {L"Microsoft:Hyper-V:Synthetic SCSI Controller", 6, L"Msvm_ResourceAllocationSettingData",
-       L"SCSI Controller"},
-      {L"Microsoft:Hyper-V:Synthetic Ethernet Port", 10, L"Msvm_SyntheticEthernetPortSettingData",
+      {kDiskDriveSubType, 17, L"Msvm_ResourceAllocationSettingData", L"Hard Drive"},
+      {kDvdDriveSubType, 16, L"Msvm_ResourceAllocationSettingData", L"DVD Drive"},
+      {kHardDiskSubType, 31, L"Msvm_StorageAllocationSettingData", L"Hard Disk Image"},
+      {kDvdMediumSubType, 31, L"Msvm_StorageAllocationSettingData", L"ISO Disk Image"},
+      {kScsiControllerSubType, 6, L"Msvm_ResourceAllocationSettingData", L"SCSI Controller"},
+      {kPortSubType, 10, L"Msvm_SyntheticEthernetPortSettingData",
        L"Default Synthetic Ethernet Port"},
-      {L"Microsoft:Hyper-V:Ethernet Connection", 33, L"Msvm_EthernetPortAllocationSettingData",
+      {kConnectionSubType, 33, L"Msvm_EthernetPortAllocationSettingData",
        L"Default Ethernet Connection"},
   };
   for (const auto& pool : pools) {
@@ -166,7 +161,7 @@ void AddCapabilities(HostCore& host) {
                  {L"Version", WmiValue::String(L"10.0")}});
   LinkTemplate(v2, capabilities, defaults, 0, 0);
 
-  AddPool(v2, L"Msvm_ProcessorPool", kProcessorPool, 3, L"Microsoft:Hyper-V:Processor",
+  AddPool(v2, L"Msvm_ProcessorPool", kProcessorPool, 3, kProcessorSubType,
           L"Msvm_ProcessorSettingData",
           {{L"Default",
             L"Processor Default Settings",
@@ -193,8 +188,7 @@ void AddCapabilities(HostCore& host) {
             3,
             {{L"VirtualQuantity", WmiValue::UInt64(1)}}}});
   AddPool(
-      v2, L"Msvm_ResourcePool", kMemoryPool, 4, L"Microsoft:Hyper-V:Memory",
-      L"Msvm_MemorySettingData",
+      v2, L"Msvm_ResourcePool", kMemoryPool, 4, kMemorySubType, L"Msvm_MemorySettingData",
       {{L"Default",
         L"Memory Default Settings",
         0,

@@ -36,7 +36,7 @@ std::wstring Rebase(const Repository& repository, const std::wstring& path,
 }
 
 bool IsHardDisk(const Instance& part) {
-  return part.Get(L"ResourceSubType") == WmiValue::String(L"Microsoft:Hyper-V:Virtual Hard Disk");
+  return part.Get(L"ResourceSubType") == WmiValue::String(kHardDiskSubType);
 }
 
 // A checkpoint freezes the machine's disks: the machine goes on in new differencing files whose
@@ -113,23 +113,22 @@ Repository::Id DefineMachine(HostCore& host, const MachineDefinition& definition
                  {L"Caption", WmiValue::String(L"Memory")},
                  {L"ElementName", WmiValue::String(L"Memory")},
                  {L"ResourceType", WmiValue::Int32(4)},
-                 {L"ResourceSubType", WmiValue::String(L"Microsoft:Hyper-V:Memory")},
+                 {L"ResourceSubType", WmiValue::String(kMemorySubType)},
                  {L"AllocationUnits", WmiValue::String(L"byte * 2^20")},
                  {L"VirtualQuantity", WmiValue::UInt64(definition.memoryMb)},
                  {L"Reservation", WmiValue::UInt64(definition.memoryMb)},
                  {L"Limit", WmiValue::UInt64(1048576)},
                  {L"DynamicMemoryEnabled", WmiValue::Boolean(definition.dynamicMemory)}});
-  const auto processor =
-      v2.Create(L"Msvm_ProcessorSettingData",
-                {{L"InstanceID", WmiValue::String(instance + kProcessorSuffix)},
-                 {L"Caption", WmiValue::String(L"Processor")},
-                 {L"ElementName", WmiValue::String(L"Processor")},
-                 {L"ResourceType", WmiValue::Int32(3)},
-                 {L"ResourceSubType", WmiValue::String(L"Microsoft:Hyper-V:Processor")},
-                 {L"VirtualQuantity", WmiValue::UInt64(definition.processors)},
-                 {L"Limit", WmiValue::UInt64(100000)},
-                 {L"Reservation", WmiValue::UInt64(0)},
-                 {L"Weight", WmiValue::Int32(100)}});
+  const auto processor = v2.Create(L"Msvm_ProcessorSettingData",
+                                   {{L"InstanceID", WmiValue::String(instance + kProcessorSuffix)},
+                                    {L"Caption", WmiValue::String(L"Processor")},
+                                    {L"ElementName", WmiValue::String(L"Processor")},
+                                    {L"ResourceType", WmiValue::Int32(3)},
+                                    {L"ResourceSubType", WmiValue::String(kProcessorSubType)},
+                                    {L"VirtualQuantity", WmiValue::UInt64(definition.processors)},
+                                    {L"Limit", WmiValue::UInt64(100000)},
+                                    {L"Reservation", WmiValue::UInt64(0)},
+                                    {L"Weight", WmiValue::Int32(100)}});
   AddPart(v2, settings, memory);
   AddPart(v2, settings, processor);
   AddPart(v2, settings,

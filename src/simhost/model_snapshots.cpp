@@ -5,9 +5,6 @@
 namespace quorvane::sim {
 namespace {
 
-constexpr std::int32_t kStatusOk = 2;
-constexpr std::int32_t kMergingDisks = 32772;
-
 void Unlink(Repository& repository, Repository::Id from, std::wstring_view association) {
   for (const auto& link : repository.LinksOf(from)) {
     if (repository.Contains(link.association) &&
@@ -62,7 +59,7 @@ void MergeFile(HostCore& host, const std::wstring& path) {
 void SetMerging(Repository& v2, Repository::Id machine, bool merging) {
   std::vector<std::int32_t> status = {kStatusOk};
   if (merging) {
-    status.push_back(kMergingDisks);
+    status.push_back(kStatusMergingDisks);
   }
   v2.Set(machine, L"OperationalStatus", WmiValue::Array(status));
 }
@@ -82,7 +79,7 @@ bool MergesEnabled(const Repository& repository, Repository::Id machine) {
 
 bool IsMerging(const Repository& repository, Repository::Id machine) {
   for (const auto& status : repository.Property(machine, L"OperationalStatus").Elements()) {
-    if (status.AsInteger() == kMergingDisks) {
+    if (status.AsInteger() == kStatusMergingDisks) {
       return true;
     }
   }

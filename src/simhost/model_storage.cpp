@@ -7,8 +7,6 @@ namespace quorvane::sim {
 namespace {
 
 constexpr wchar_t kIdeControllerGuid[] = L"83F8638B-8DCA-4152-9EDA-2CA8B33039B4";
-constexpr wchar_t kIdeSubType[] = L"Microsoft:Hyper-V:Emulated IDE Controller";
-constexpr wchar_t kScsiSubType[] = L"Microsoft:Hyper-V:Synthetic SCSI Controller";
 constexpr std::int32_t kIdeType = 5;
 constexpr std::int32_t kScsiType = 6;
 constexpr std::uint32_t kIdeSlots = 2;
@@ -87,11 +85,12 @@ Repository::Id AddScsiController(HostCore& host, Repository::Id settings) {
   Repository& v2 = host.Namespace(kVirtualizationNamespace);
   const std::wstring instance =
       v2.Property(settings, L"InstanceID").AsWideString() + L"\\" + host.NewGuid() + L"\\0";
-  const auto controller = v2.Create(L"Msvm_ResourceAllocationSettingData",
-                                    {{L"InstanceID", WmiValue::String(instance)},
-                                     {L"ElementName", WmiValue::String(L"SCSI Controller")},
-                                     {L"ResourceType", WmiValue::Int32(kScsiType)},
-                                     {L"ResourceSubType", WmiValue::String(kScsiSubType)}});
+  const auto controller =
+      v2.Create(L"Msvm_ResourceAllocationSettingData",
+                {{L"InstanceID", WmiValue::String(instance)},
+                 {L"ElementName", WmiValue::String(L"SCSI Controller")},
+                 {L"ResourceType", WmiValue::Int32(kScsiType)},
+                 {L"ResourceSubType", WmiValue::String(kScsiControllerSubType)}});
   AddPart(v2, settings, controller);
   return controller;
 }
@@ -110,7 +109,7 @@ void AddDefaultControllers(HostCore& host, Repository::Id settings, bool generat
                   {{L"InstanceID", WmiValue::String(prefix + address)},
                    {L"ElementName", WmiValue::String(L"IDE Controller " + std::wstring(address))},
                    {L"ResourceType", WmiValue::Int32(kIdeType)},
-                   {L"ResourceSubType", WmiValue::String(kIdeSubType)},
+                   {L"ResourceSubType", WmiValue::String(kIdeControllerSubType)},
                    {L"Address", WmiValue::String(address)}});
     AddPart(v2, settings, controller);
   }

@@ -8,13 +8,6 @@
 namespace quorvane::sim {
 namespace {
 
-constexpr std::uint32_t kInvalidParameter = 32773;
-constexpr std::uint32_t kInvalidState = 32775;
-constexpr std::uint32_t kFileNotFound = 32779;
-constexpr wchar_t kScsiControllerSubType[] = L"Microsoft:Hyper-V:Synthetic SCSI Controller";
-constexpr wchar_t kPortSubType[] = L"Microsoft:Hyper-V:Synthetic Ethernet Port";
-constexpr wchar_t kConnectionSubType[] = L"Microsoft:Hyper-V:Ethernet Connection";
-
 // A request the provider turns down with a method result.
 struct Refusal {
   std::uint32_t code;
@@ -180,7 +173,7 @@ std::uint32_t AddResourceSettings(MethodCall& call) {
     return refusal.code;
   }
   call.out[L"ResultingResourceSettings"] = WmiValue::Array(made);
-  return call.Complete(30, [](JobContext&) {});
+  return call.Complete(kJobAddResources, [](JobContext&) {});
 }
 
 std::uint32_t ModifyResourceSettings(MethodCall& call) {
@@ -203,7 +196,7 @@ std::uint32_t ModifyResourceSettings(MethodCall& call) {
     paths.push_back(call.repository.FullPath(id));
   }
   call.out[L"ResultingResourceSettings"] = WmiValue::Array(paths);
-  return call.Complete(31, [](JobContext&) {});
+  return call.Complete(kJobModifyResources, [](JobContext&) {});
 }
 
 std::uint32_t RemoveResourceSettings(MethodCall& call) {
@@ -215,7 +208,7 @@ std::uint32_t RemoveResourceSettings(MethodCall& call) {
     }
     doomed.push_back(*id);
   }
-  return call.Complete(32, [doomed](JobContext& job) {
+  return call.Complete(kJobRemoveResources, [doomed](JobContext& job) {
     for (const auto id : doomed) {
       DeleteDevice(job.repository, id);
     }
@@ -241,7 +234,7 @@ std::uint32_t AddFeatureSettings(MethodCall& call) {
     made.push_back(call.repository.FullPath(feature));
   }
   call.out[L"ResultingFeatureSettings"] = WmiValue::Array(made);
-  return call.Complete(33, [](JobContext&) {});
+  return call.Complete(kJobAddFeatures, [](JobContext&) {});
 }
 
 // A new machine with the defaults Hyper-V gives: generation 1 unless the text says 2.
@@ -272,7 +265,7 @@ std::uint32_t DefineSystem(MethodCall& call) {
     }
   }
   call.out[L"ResultingSystem"] = WmiValue::String(call.repository.FullPath(machine));
-  return call.Complete(1, [machine](JobContext& job) { job.AddAffected(machine); });
+  return call.Complete(kJobDefineSystem, [machine](JobContext& job) { job.AddAffected(machine); });
 }
 
 }  // namespace

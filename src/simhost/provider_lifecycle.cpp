@@ -6,9 +6,6 @@
 namespace quorvane::sim {
 namespace {
 
-constexpr std::uint32_t kInvalidParameter = 32773;
-constexpr std::uint32_t kInvalidState = 32775;
-
 struct Transition {
   std::uint16_t requested;
   std::uint16_t jobType;
@@ -20,12 +17,12 @@ struct Transition {
 // the request makes no sense (saving a machine that is off), is refused with 32775.
 const std::vector<Transition>& Transitions() {
   static const std::vector<Transition> kTransitions = {
-      {kStateRunning, 12, kStateRunning, {kStateOff, kStateSaved, kStatePaused}},
-      {kStateOff, 13, kStateOff, {kStateRunning, kStateSaved, kStatePaused}},
-      {kStateSaved, 14, kStateSaved, {kStateRunning, kStatePaused}},
-      {kStatePaused, 26, kStatePaused, {kStateRunning}},
-      {10, 29, kStateRunning, {kStateRunning}},  // reboot
-      {11, 28, kStateRunning, {kStateRunning}},  // reset
+      {kStateRunning, kJobStart, kStateRunning, {kStateOff, kStateSaved, kStatePaused}},
+      {kStateOff, kJobTurnOff, kStateOff, {kStateRunning, kStateSaved, kStatePaused}},
+      {kStateSaved, kJobSave, kStateSaved, {kStateRunning, kStatePaused}},
+      {kStatePaused, kJobPause, kStatePaused, {kStateRunning}},
+      {10, kJobReboot, kStateRunning, {kStateRunning}},
+      {11, kJobReset, kStateRunning, {kStateRunning}},
   };
   return kTransitions;
 }
@@ -44,7 +41,11 @@ std::uint32_t RequestStateChange(MethodCall& call) {
       return kInvalidState;
     }
     const std::uint16_t state = transition.resultingState;
-    return call.Complete(transition.jobType, [machine, state, requested](JobContext& job) {
+    std::uint16_t jobType = transition.jobType;
+    if (jobType == kJobStart && current != kStateOff) {
+      jobType = current == kStateSaved ? kJobRestore : kJobResume;
+    }
+    return call.Complete(jobType, [machine, state, requested](JobContext& job) {
       job.repository.Set(machine, L"EnabledState", WmiValue::Int32(state));
       job.repository.Set(machine, L"RequestedState", WmiValue::Int32(requested));
       job.repository.Set(machine, L"TimeOfLastStateChange", WmiValue::String(job.host.Now()));
@@ -64,7 +65,7 @@ std::uint32_t DestroySystem(MethodCall& call) {
     return kInvalidState;  // a machine must be off or saved to be deleted
   }
   const Repository::Id id = *machine;
-  return call.Complete(3, [id](JobContext& job) {
+  return call.Complete(kJobDestroySystem, [id](JobContext& job) {
     if (job.repository.Contains(id)) {
       DestroyMachine(job.repository, id);
     }

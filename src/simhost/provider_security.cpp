@@ -24,7 +24,7 @@ std::uint32_t SetKeyProtector(MethodCall& call) {
       call.In(L"KeyProtector").AsByteArray().empty()) {
     return kInvalidParameter;
   }
-  return call.Complete(2, [](JobContext&) {});
+  return call.Complete(kJobModifySystem, [](JobContext&) {});
 }
 
 std::uint32_t ModifySecuritySettings(MethodCall& call) {
@@ -41,7 +41,7 @@ std::uint32_t ModifySecuritySettings(MethodCall& call) {
     }
   }
   const Repository::Id id = *target;
-  return call.Complete(2, [id, changes](JobContext& job) {
+  return call.Complete(kJobModifySystem, [id, changes](JobContext& job) {
     for (const auto& [name, value] : changes) {
       job.repository.Set(id, name, value);
     }

@@ -9,9 +9,6 @@
 namespace quorvane::sim {
 namespace {
 
-constexpr std::uint32_t kInvalidParameter = 32773;
-constexpr std::uint16_t kFailed = 32768;
-constexpr std::uint32_t kInvalidState = 32775;
 constexpr std::uint16_t kStandard = 2;
 constexpr std::uint16_t kRecovery = 32768;
 constexpr std::int32_t kApplicationConsistent = 1;
@@ -62,7 +59,7 @@ std::uint32_t CreateSnapshot(MethodCall& call) {
   if (!machine || (type != kStandard && type != kRecovery)) {
     return kInvalidParameter;
   }
-  if (const auto refused = RefusedForMerging(call, *machine, 70, false)) {
+  if (const auto refused = RefusedForMerging(call, *machine, kJobSnapshot, false)) {
     return *refused;
   }
   std::int64_t level = 0;
@@ -77,12 +74,12 @@ std::uint32_t CreateSnapshot(MethodCall& call) {
   const bool running =
       call.repository.Property(*machine, L"EnabledState").AsInteger() == kStateRunning;
   if (level == kApplicationConsistent && !running) {
-    return call.FailThroughJob(70, kFailed,
+    return call.FailThroughJob(kJobSnapshot, kFailed,
                                L"Could not create an application-consistent checkpoint: the "
                                L"guest is not running.");
   }
   const Repository::Id id = *machine;
-  return call.Complete(70, [id, type](JobContext& job) {
+  return call.Complete(kJobSnapshot, [id, type](JobContext& job) {
     const auto snapshot = TakeSnapshot(job.host, id, type, L"");
     job.AddAffected(snapshot);
     if (job.out != nullptr) {
@@ -102,12 +99,12 @@ std::uint32_t ApplySnapshot(MethodCall& call) {
   }
   const auto state = call.repository.Property(*machine, L"EnabledState").AsInteger();
   if (state != kStateOff && state != kStateSaved) {
-    return call.FailThroughJob(71, kFailed,
+    return call.FailThroughJob(kJobApplySnapshot, kFailed,
                                L"The checkpoint cannot be applied while the machine is running.");
   }
   const Repository::Id snapshotId = *snapshot;
   const Repository::Id machineId = *machine;
-  return call.Complete(71, [snapshotId, machineId](JobContext& job) {
+  return call.Complete(kJobApplySnapshot, [snapshotId, machineId](JobContext& job) {
     const auto realized = *RealizedSettingsOf(job.repository, machineId);
     job.repository.Set(realized, L"Parent", WmiValue::String(job.repository.FullPath(snapshotId)));
     job.repository.Set(machineId, L"EnabledState", WmiValue::Int32(kStateOff));
@@ -124,12 +121,12 @@ std::uint32_t DestroySnapshot(MethodCall& call, const wchar_t* parameter, bool w
   if (!machine) {
     return kInvalidParameter;
   }
-  if (const auto refused = RefusedForMerging(call, *machine, 72, true)) {
+  if (const auto refused = RefusedForMerging(call, *machine, kJobDeleteSnapshot, true)) {
     return *refused;
   }
   const Repository::Id root = *snapshot;
   const Repository::Id machineId = *machine;
-  return call.Complete(72, [root, machineId, withSubtree](JobContext& job) {
+  return call.Complete(kJobDeleteSnapshot, [root, machineId, withSubtree](JobContext& job) {
     std::vector<Repository::Id> doomed = {root};
     if (withSubtree) {
       // Descendants: every checkpoint whose parent chain reaches the root.
@@ -158,19 +155,18 @@ std::uint32_t ConvertToReferencePoint(MethodCall& call) {
   if (!machine) {
     return kInvalidParameter;
   }
-  if (const auto refused = RefusedForMerging(call, *machine, 200, true)) {
+  if (const auto refused = RefusedForMerging(call, *machine, kJobConvertToReferencePoint, true)) {
     return *refused;
   }
   const Repository::Id snapshotId = *snapshot;
   const Repository::Id machineId = *machine;
-  return call.Complete(200, [snapshotId, machineId](JobContext& job) {
+  return call.Complete(kJobConvertToReferencePoint, [snapshotId, machineId](JobContext& job) {
     Repository& v2 = job.repository;
     std::vector<std::wstring> diskIds;
     std::vector<std::wstring> trackingIds;
     for (const auto part : PartsOf(v2, snapshotId)) {
       const auto files = v2.Property(part, L"HostResource");
-      if (v2.Property(part, L"ResourceSubType").AsWideString() !=
-              L"Microsoft:Hyper-V:Virtual Hard Disk" ||
+      if (v2.Property(part, L"ResourceSubType").AsWideString() != kHardDiskSubType ||
           files.AsWideStringArray().empty()) {
         continue;
       }
@@ -210,7 +206,8 @@ std::uint32_t DestroyReferencePoint(MethodCall& call) {
     return kInvalidParameter;
   }
   const Repository::Id id = *referencePoint;
-  return call.Complete(202, [id](JobContext& job) { job.repository.Delete(id); });
+  return call.Complete(kJobDeleteReferencePoint,
+                       [id](JobContext& job) { job.repository.Delete(id); });
 }
 
 // Applies the properties an embedded instance names to the stored object it identifies.
@@ -261,7 +258,7 @@ void InstallSnapshotBehaviours(HostCore& host) {
                       DestroyReferencePoint);
   host.RegisterMethod(
       L"Msvm_VirtualSystemManagementService", L"ModifySystemSettings", [](MethodCall& call) {
-        return ModifyByText(call, L"SystemSettings", 2,
+        return ModifyByText(call, L"SystemSettings", kJobModifySystem,
                             {L"InstanceID", L"ConfigurationID", L"VirtualSystemIdentifier",
                              L"VirtualSystemType", L"CreationTime", L"Parent"});
       });

@@ -8,9 +8,6 @@
 namespace quorvane::sim {
 namespace {
 
-constexpr std::uint32_t kInvalidParameter = 32773;
-constexpr std::uint32_t kFileNotFound = 32779;
-
 std::wstring FileName(const std::wstring& path) {
   const std::size_t slash = path.find_last_of(L"\\/");
   return slash == std::wstring::npos ? path : path.substr(slash + 1);

@@ -118,6 +118,28 @@ TEST_F(JobsAndFaultsTest, ScriptedJobFailureEndsInStateTenAndSkipsTheEffect) {
   EXPECT_EQ(jobs[0]->GetProperty(L"ErrorDescription").AsWideString(), L"Failed to start.");
 }
 
+// A failed job reads as a real host's: the operation's own error code, name and description,
+// and a status text; Hyper-V removes it five minutes after it ends.
+TEST_F(JobsAndFaultsTest, FailedJobsDescribeTheirOperationAndGoAwayLater) {
+  host_.FailJobs(L"Msvm_ComputerSystem", L"RequestStateChange", 0, L"'web' failed to start.");
+  try {
+    Start();
+    FAIL() << "expected a failure";
+  } catch (const DefaultException& e) {
+    EXPECT_EQ(e.GetErrorCode(), 32788u);
+  }
+  const auto jobs = Query(L"SELECT * FROM Msvm_ConcreteJob");
+  ASSERT_EQ(jobs.size(), 1u);
+  EXPECT_EQ(jobs[0]->GetProperty(L"ElementName").AsWideString(), L"Starting");
+  EXPECT_EQ(jobs[0]->GetProperty(L"Description").AsWideString(),
+            L"Initializing and Starting Virtual Machine");
+  EXPECT_EQ(jobs[0]->GetProperty(L"JobStatus").AsWideString(), L"Job is completed with error");
+  host_.AdvanceClock(5 * 60 * 1000 - 1000);
+  EXPECT_EQ(Query(L"SELECT * FROM Msvm_ConcreteJob").size(), 1u);
+  host_.AdvanceClock(1000);
+  EXPECT_TRUE(Query(L"SELECT * FROM Msvm_ConcreteJob").empty());
+}
+
 TEST_F(JobsAndFaultsTest, ScriptedOperationFailures) {
   host_.FailOperations(L"GetObject", L"aaaa-1", 0x80041001u, 1);
   EXPECT_EQ(StatusOf([&] { service_->GetObject(kVmPath); }), 0x80041001u);

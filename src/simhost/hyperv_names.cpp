@@ -1,0 +1,52 @@
+#include "simhost/hyperv_names.h"
+
+namespace quorvane::sim {
+
+JobKind JobKindOf(std::uint16_t jobType) {
+  switch (jobType) {
+    case kJobDefineSystem:
+      return {L"Creating", L"Creating Virtual Machine", kFailed};
+    case kJobModifySystem:
+      return {L"Modifying", L"Modifying Virtual Machine Settings", kFailed};
+    case kJobDestroySystem:
+      return {L"Deleting", L"Deleting Virtual Machine", kFailed};
+    case kJobStart:
+      return {L"Starting", L"Initializing and Starting Virtual Machine", kStartFailed};
+    case kJobTurnOff:
+      return {L"Turning Off", L"Turning Off Virtual Machine", kFailed};
+    case kJobSave:
+      return {L"Saving", L"Saving Virtual Machine", kFailed};
+    case kJobRestore:
+      return {L"Restoring", L"Initializing and Restoring Virtual Machine", kStartFailed};
+    case kJobPause:
+      return {L"Pausing", L"Pausing Virtual Machine", kFailed};
+    case kJobResume:
+      return {L"Resuming", L"Resuming Virtual Machine", kFailed};
+    case kJobReset:
+      return {L"Resetting", L"Resetting Virtual Machine", kFailed};
+    case kJobReboot:
+      return {L"Rebooting", L"Rebooting Virtual Machine", kFailed};
+    case kJobAddResources:
+      return {L"Adding Devices", L"Adding Devices to Virtual Machine", kFailed};
+    case kJobModifyResources:
+      return {L"Modifying Devices", L"Modifying Devices of Virtual Machine", kFailed};
+    case kJobRemoveResources:
+      return {L"Removing Devices", L"Removing Devices from Virtual Machine", kFailed};
+    case kJobAddFeatures:
+      return {L"Adding Features", L"Adding Features to Virtual Machine", kFailed};
+    case kJobSnapshot:
+      return {L"Creating Checkpoint", L"Creating Virtual Machine Checkpoint", kFailed};
+    case kJobApplySnapshot:
+      return {L"Applying Checkpoint", L"Applying Virtual Machine Checkpoint", kFailed};
+    case kJobDeleteSnapshot:
+      return {L"Deleting Checkpoint", L"Deleting Virtual Machine Checkpoint", kFailed};
+    case kJobConvertToReferencePoint:
+      return {L"Converting Checkpoint", L"Converting Checkpoint to Reference Point", kFailed};
+    case kJobDeleteReferencePoint:
+      return {L"Deleting Reference Point", L"Deleting Reference Point", kFailed};
+    default:
+      return {L"Job", L"Job", kFailed};
+  }
+}
+
+}  // namespace quorvane::sim
