@@ -41,6 +41,11 @@ struct HostOptions {
   // fails (its job ends in state 10 with 32768), as merges fail on hosts where a backup left
   // one.
   bool refuseMergeWithReferencePoint = false;
+  // Whether "PutInstance" is refused outright (0x80041024, the provider is not capable of it).
+  // Otherwise a settings object written back is accepted and changes nothing, as Hyper-V
+  // changes settings only through its methods, and a change to any other object is refused
+  // as read-only (0x80041023).
+  bool refusePutInstance = false;
   // Change tracking reports whole blocks of this size.
   std::uint32_t changeTrackingBlockSize = 4096;
   // "GetVirtualDiskChanges" stops a pass after this many ranges.

@@ -275,13 +275,24 @@ void HostCore::PutInstance(const std::wstring& nameSpace, const ObjectCopy& obje
   FailIfScripted(Operation::PutInstance, object.relativePath);
   Repository& repository = RequireNamespace(nameSpace);
   const auto id = object.relativePath.empty() ? std::nullopt : repository.Find(object.relativePath);
+  if (settings_.refusePutInstance) {
+    Fail(status::kWbemProviderNotCapable);
+  }
   if (!id) {
     Fail(status::kWbemNotFound);  // update only: nothing is created
   }
+  // Hyper-V changes settings only through its management service's methods: a settings object
+  // written back directly is accepted and nothing changes. Its other objects are read-only.
+  if (Schema::Instance().IsA(*stored.cls, L"CIM_SettingData")) {
+    return;
+  }
+  const Instance& current = repository.Get(*id);
   for (const MemberDef* property : Schema::Instance().Properties(*stored.cls)) {
     const auto found = stored.properties.find(property->name);
-    repository.Set(*id, property->name,
-                   found == stored.properties.end() ? WmiValue() : found->second);
+    const WmiValue value = found == stored.properties.end() ? WmiValue() : found->second;
+    if (!(value == current.Get(property->name))) {
+      Fail(status::kWbemReadOnly);
+    }
   }
 }
 

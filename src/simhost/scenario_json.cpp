@@ -342,6 +342,7 @@ std::shared_ptr<HostCore> Build(const json& document) {
   settings.refuseDuringMerge = Setting<bool>(host, "refuseDuringMerge", true, "/host");
   settings.refuseMergeWithReferencePoint =
       Setting<bool>(host, "refuseMergeWithReferencePoint", false, "/host");
+  settings.refusePutInstance = Setting<bool>(host, "refusePutInstance", false, "/host");
   settings.changeTrackingFailsThroughJob =
       Setting<bool>(host, "changeTrackingFailsThroughJob", true, "/host");
   settings.changeTrackingFailureCode =
@@ -451,6 +452,7 @@ std::string HostToJson(HostCore& host) {
         {"changeRangesPerPass", settings.changeRangesPerPass},
         {"refuseDuringMerge", settings.refuseDuringMerge},
         {"refuseMergeWithReferencePoint", settings.refuseMergeWithReferencePoint},
+        {"refusePutInstance", settings.refusePutInstance},
         {"changeTrackingFailsThroughJob", settings.changeTrackingFailsThroughJob},
         {"changeTrackingFailureCode", settings.changeTrackingFailureCode},
         {"clockMs", host.ClockMs()},

@@ -160,6 +160,38 @@ TEST_F(BackupTest, OtherRefusalsAndTheLastRefusalAreRaised) {
   EXPECT_EQ(Waits().size(), 12u) << "a pause after every refusal, the last one too";
 }
 
+// Only "ModifySystemSettings" renames: when it fails, the checkpoint keeps Hyper-V's name even
+// though the new one was written back first, so it is no recovery checkpoint of the library.
+TEST_F(BackupTest, AFailedRecoveryRenameLeavesNoRecoveryCheckpoint) {
+  host_.FailJobs(L"Msvm_VirtualSystemManagementService", L"ModifySystemSettings", 32768,
+                 L"Failed to modify the settings.");
+  EXPECT_EQ(Raised([&] { snapshots_->CreateRecoverySnapshot(false, nullptr); }).GetErrorCode(),
+            32768u);
+  const std::wstring checkpoint = snapshots_->GetLastSnapshotId();
+  EXPECT_FALSE(checkpoint.empty()) << "the new identifier is kept";
+  EXPECT_EQ(Count(L"PutInstance"), 1u);
+  EXPECT_FALSE(snapshots_->IsRecoverySnapshot(checkpoint.c_str()));
+  const auto refused = Raised([&] { snapshots_->GetChangeEnumerator(checkpoint.c_str()); });
+  EXPECT_EQ(refused.GetErrorCode(), 0xC03A002Au);
+}
+
+// A host whose provider refuses "PutInstance" outright stops the rename before it is asked.
+TEST(RecoveryRenameTest, APutInstanceRefusalEndsTheRename) {
+  sim::HostOptions options;
+  options.refusePutInstance = true;
+  auto host = NewHost(options);
+  const auto machine = host.AddMachine({.name = L"web", .enabledState = 2});
+  auto root = Own(host.CreateQuorvane());
+  auto snapshots = Own(root->CreateSnapshotManagement(machine.c_str()));
+  EXPECT_EQ(Raised([&] { snapshots->CreateRecoverySnapshot(false, nullptr); }).GetErrorCode(),
+            0x80041024u);
+  const std::wstring checkpoint = snapshots->GetLastSnapshotId();
+  EXPECT_FALSE(snapshots->IsRecoverySnapshot(checkpoint.c_str()));
+  for (const auto& call : host.CallLog()) {
+    EXPECT_NE(call.method, L"ModifySystemSettings");
+  }
+}
+
 TEST_F(BackupTest, PairingShiftsWhenADiskIsGone) {
   snapshots_->CreateRecoverySnapshot(true, nullptr);
   const std::wstring checkpoint = snapshots_->GetLastSnapshotId();

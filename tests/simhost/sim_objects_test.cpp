@@ -64,15 +64,27 @@ TEST_F(SimObjectsTest, PropertiesHaveTheKindsWmiDelivers) {
   EXPECT_EQ(StatusOf([&] { vm->SetProperty(L"Nope", WmiValue::Int32(1)); }), 0x80041002u);
 }
 
-TEST_F(SimObjectsTest, PutInstanceUpdatesOnlyExistingInstances) {
+// Hyper-V changes its objects through its methods: a settings object written back is accepted
+// and changes nothing, a change to any other object is refused as read-only, and nothing is
+// ever created.
+TEST_F(SimObjectsTest, PutInstanceChangesNothing) {
   const auto vm = service_->GetObject(kVmPath);
-  vm->SetProperty(L"ElementName", WmiValue::String(L"renamed"));
-  service_->PutInstance(vm);
+  service_->PutInstance(vm);  // unchanged
+  vm->SetProperty(L"EnabledState", WmiValue::Int32(3));
+  EXPECT_EQ(StatusOf([&] { service_->PutInstance(vm); }), 0x80041023u);
   const auto calls = host_.CallLog();
   EXPECT_EQ(calls.back().operation, L"PutInstance");
   EXPECT_EQ(calls.back().target, kVmPath);
-  EXPECT_EQ(calls.back().Input(L"ElementName"), L"renamed");
-  EXPECT_EQ(service_->GetObject(kVmPath)->GetProperty(L"ElementName").AsWideString(), L"renamed");
+  EXPECT_EQ(calls.back().Input(L"EnabledState"), L"3");
+  EXPECT_EQ(service_->GetObject(kVmPath)->GetProperty(L"EnabledState").AsInteger(), 2);
+
+  const auto settings = vm->GetAssociatorsOfClass(L"Msvm_VirtualSystemSettingData").at(0);
+  settings->SetProperty(L"ElementName", WmiValue::String(L"renamed"));
+  const std::wstring name =
+      V2().Property(*V2().Find(settings->GetPath()), L"ElementName").AsWideString();
+  service_->PutInstance(settings);
+  EXPECT_EQ(V2().Property(*V2().Find(settings->GetPath()), L"ElementName").AsWideString(), name);
+  EXPECT_NE(name, L"renamed");
 
   const auto spawned = service_->SpawnInstance(L"Msvm_ComputerSystem");
   spawned->SetProperty(L"Name", WmiValue::String(L"NEW"));
