@@ -23,6 +23,9 @@ struct HostOptions {
   std::wstring name = L"HV-HOST01";
   // Whether the Host Guardian namespace "root\microsoft\windows\hgs" exists.
   bool hostGuardian = true;
+  // The host's time zone, in minutes east of UTC (-300 for US Eastern standard time): what its
+  // local times, such as the default names of checkpoints, are written in.
+  std::int32_t utcOffsetMinutes = 0;
   // How long every job runs on the simulated clock.
   std::uint32_t jobDurationMs = 300;
   // Credentials a remote connection must present; empty accepts any.
@@ -46,6 +49,13 @@ struct HostOptions {
   // changes settings only through its methods, and a change to any other object is refused
   // as read-only (0x80041023).
   bool refusePutInstance = false;
+  // Two readings of Hyper-V that no public recording settles. By default a reference point's
+  // "VirtualDiskIdentifiers" hold each disk's "VirtualDiskId", and "GetVirtualDiskChanges"
+  // accepts a "ByteLength" reaching the disk's end. The switches give the documented
+  // alternatives: the identifiers are the disks' storage allocation InstanceIDs, and a
+  // "ByteLength" of the disk's whole size is refused with 32773.
+  bool referencePointHoldsAllocationIds = false;
+  bool refuseFullLengthChanges = false;
   // Change tracking reports whole blocks of this size.
   std::uint32_t changeTrackingBlockSize = 4096;
   // "GetVirtualDiskChanges" stops a pass after this many ranges.

@@ -1,6 +1,7 @@
 #include "simhost/host_core.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cwchar>
 #include <stdexcept>
 
@@ -94,18 +95,22 @@ void CheckQueryProperties(const ClassDef& cls, const SelectQuery& query) {
 
 }  // namespace
 
-std::wstring CimDatetimeFromClock(std::uint64_t clockMs) {
+std::wstring CimDatetimeFromClock(std::uint64_t clockMs, std::int32_t utcOffsetMinutes) {
   constexpr std::int64_t kDays1970To2026 = 20454;
-  const std::int64_t totalSeconds = static_cast<std::int64_t>(clockMs / 1000);
+  const std::int64_t totalSeconds =
+      static_cast<std::int64_t>(clockMs / 1000) + std::int64_t{utcOffsetMinutes} * 60;
+  // Whole days before the time of day, also for a local time before the clock's zero.
+  const std::int64_t days = (totalSeconds >= 0 ? totalSeconds : totalSeconds - 86399) / 86400;
+  const std::int64_t secondOfDay = totalSeconds - days * 86400;
   int year = 0;
   int month = 0;
   int day = 0;
-  CivilFromDays(kDays1970To2026 + totalSeconds / 86400, year, month, day);
-  const std::int64_t secondOfDay = totalSeconds % 86400;
+  CivilFromDays(kDays1970To2026 + days, year, month, day);
   wchar_t buffer[32];
-  std::swprintf(buffer, 32, L"%04d%02d%02d%02d%02d%02d.%06d-000", year, month, day,
+  std::swprintf(buffer, 32, L"%04d%02d%02d%02d%02d%02d.%06d%c%03d", year, month, day,
                 static_cast<int>(secondOfDay / 3600), static_cast<int>(secondOfDay / 60 % 60),
-                static_cast<int>(secondOfDay % 60), static_cast<int>(clockMs % 1000) * 1000);
+                static_cast<int>(secondOfDay % 60), static_cast<int>(clockMs % 1000) * 1000,
+                utcOffsetMinutes > 0 ? L'+' : L'-', std::abs(utcOffsetMinutes));
   return buffer;
 }
 
@@ -422,6 +427,12 @@ void HostCore::Schedule(std::uint64_t delayMs, std::function<void(HostCore&)> ac
 
 std::wstring HostCore::Now() const {
   return CimDatetimeFromClock(clockMs_);
+}
+
+std::wstring HostCore::LocalNow() const {
+  constexpr std::int32_t kWidestZone = 14 * 60;
+  return CimDatetimeFromClock(clockMs_,
+                              std::clamp(settings_.utcOffsetMinutes, -kWidestZone, kWidestZone));
 }
 
 std::wstring HostCore::NewGuid() {

@@ -113,8 +113,9 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   std::uint64_t ClockMs() const { return clockMs_; }
   void SetClockMs(std::uint64_t clockMs) { clockMs_ = clockMs; }
   void AdvanceClock(std::uint64_t milliseconds);
-  // The simulated clock as a CIM datetime in UTC.
+  // The simulated clock as a CIM datetime in UTC, and in the host's time zone.
   std::wstring Now() const;
+  std::wstring LocalNow() const;
   // A new upper-case GUID; the sequence is fixed by the seed so runs repeat exactly.
   std::wstring NewGuid();
   std::uint64_t GuidSeed() const { return guidSeed_; }
@@ -161,7 +162,8 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   std::uint64_t guidSeed_ = 1;
 };
 
-// The simulated host's time base: the clock's zero is 2026-01-01T00:00:00Z.
-std::wstring CimDatetimeFromClock(std::uint64_t clockMs);
+// The simulated host's time base: the clock's zero is 2026-01-01T00:00:00Z. With an offset, the
+// local time of a zone that many minutes east of UTC, the offset written as CIM writes it.
+std::wstring CimDatetimeFromClock(std::uint64_t clockMs, std::int32_t utcOffsetMinutes = 0);
 
 }  // namespace quorvane::sim

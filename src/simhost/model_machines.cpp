@@ -9,14 +9,16 @@ namespace {
 constexpr wchar_t kMemorySuffix[] = L"\\4764334d-e001-4176-82ee-5594ec9b530e";
 constexpr wchar_t kProcessorSuffix[] = L"\\b637f346-6a0e-4dec-af52-bd70cb80a21d\\0";
 
-// "web - (11/22/2026 - 2:27:45 AM)", as Hyper-V names a new checkpoint.
-std::wstring SnapshotName(const std::wstring& machineName, const std::wstring& now) {
-  const int hour = std::stoi(now.substr(8, 2));
+// "web - (5/30/2026 - 2:27:45 AM)", as Hyper-V names a new checkpoint: the host's local time,
+// month, day and hour without leading zeros.
+std::wstring SnapshotName(const std::wstring& machineName, const std::wstring& localNow) {
+  const auto number = [&](std::size_t at) { return std::stoi(localNow.substr(at, 2)); };
+  const int hour = number(8);
   const std::wstring time = std::to_wstring(hour % 12 == 0 ? 12 : hour % 12) + L":" +
-                            now.substr(10, 2) + L":" + now.substr(12, 2) +
+                            localNow.substr(10, 2) + L":" + localNow.substr(12, 2) +
                             (hour < 12 ? L" AM" : L" PM");
-  return machineName + L" - (" + now.substr(4, 2) + L"/" + now.substr(6, 2) + L"/" +
-         now.substr(0, 4) + L" - " + time + L")";
+  return machineName + L" - (" + std::to_wstring(number(4)) + L"/" + std::to_wstring(number(6)) +
+         L"/" + localNow.substr(0, 4) + L" - " + time + L")";
 }
 
 // A path to a part of one settings object, moved to the same part of another.
@@ -192,9 +194,10 @@ Repository::Id TakeSnapshot(HostCore& host, Repository::Id machine, std::uint16_
   replace(L"ConfigurationID", WmiValue::String(id));
   replace(L"VirtualSystemType", WmiValue::String(recovery ? kRecoverySnapshot : kRealizedSnapshot));
   replace(L"ElementName",
-          WmiValue::String(
-              name.empty() ? SnapshotName(v2.Property(realized, L"ElementName").AsWideString(), now)
-                           : name));
+          WmiValue::String(name.empty()
+                               ? SnapshotName(v2.Property(realized, L"ElementName").AsWideString(),
+                                              host.LocalNow())
+                               : name));
   replace(L"Description", WmiValue::String(L"Snapshot settings for the virtual machine"));
   replace(L"CreationTime", WmiValue::String(now));
   replace(L"Parent", parentPath.empty() ? WmiValue() : WmiValue::String(parentPath));

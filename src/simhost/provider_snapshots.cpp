@@ -177,7 +177,9 @@ std::uint32_t ConvertToReferencePoint(MethodCall& call) {
       }
       // The checkpoint froze this file when it started the machine's differencing file, so its
       // present state is the checkpoint's point in time.
-      diskIds.push_back(disk->diskId);
+      diskIds.push_back(job.host.Settings().referencePointHoldsAllocationIds
+                            ? v2.Property(part, L"InstanceID").AsWideString()
+                            : disk->diskId);
       trackingIds.push_back(job.host.Disks().IssueTrackingId(path));
     }
     const std::wstring systemId = v2.Property(machineId, L"Name").AsWideString();

@@ -115,7 +115,8 @@ std::uint32_t GetVirtualDiskChanges(MethodCall& call) {
                                    ? 0
                                    : static_cast<std::uint64_t>(call.In(L"ByteLength").AsInteger());
   const std::uint64_t size = disk->maxInternalSize;
-  if (offset > size || length > size - offset) {
+  if (offset > size || length > size - offset ||
+      (call.host.Settings().refuseFullLengthChanges && size != 0 && length == size)) {
     return kInvalidParameter;
   }
   const auto checked = call.host.Disks().CheckTrackingId(path, limitId);

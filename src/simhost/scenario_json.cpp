@@ -16,6 +16,7 @@ using nlohmann::json;
 
 constexpr const char* kFormat = "quorvane-simulated-host";
 constexpr int kVersion = 1;
+constexpr std::int32_t kMaxUtcOffsetMinutes = 14 * 60;
 
 // A scenario problem: where it is (a JSON pointer) and what is wrong.
 struct ScenarioError {
@@ -334,6 +335,7 @@ std::shared_ptr<HostCore> Build(const json& document) {
   settings.jobDurationMs = Setting<std::uint32_t>(host, "jobDurationMs", 300, "/host");
   settings.user = FromUtf8(Setting<std::string>(host, "user", "", "/host"));
   settings.password = FromUtf8(Setting<std::string>(host, "password", "", "/host"));
+  settings.utcOffsetMinutes = Setting<std::int32_t>(host, "utcOffsetMinutes", 0, "/host");
   settings.mergeDurationMs = Setting<std::uint32_t>(host, "mergeDurationMs", 15000, "/host");
   settings.changeTrackingBlockSize =
       Setting<std::uint32_t>(host, "changeTrackingBlockSize", 4096, "/host");
@@ -343,10 +345,17 @@ std::shared_ptr<HostCore> Build(const json& document) {
   settings.refuseMergeWithReferencePoint =
       Setting<bool>(host, "refuseMergeWithReferencePoint", false, "/host");
   settings.refusePutInstance = Setting<bool>(host, "refusePutInstance", false, "/host");
+  settings.referencePointHoldsAllocationIds =
+      Setting<bool>(host, "referencePointHoldsAllocationIds", false, "/host");
+  settings.refuseFullLengthChanges = Setting<bool>(host, "refuseFullLengthChanges", false, "/host");
   settings.changeTrackingFailsThroughJob =
       Setting<bool>(host, "changeTrackingFailsThroughJob", true, "/host");
   settings.changeTrackingFailureCode =
       Setting<std::uint16_t>(host, "changeTrackingFailureCode", 32768, "/host");
+  if (settings.utcOffsetMinutes < -kMaxUtcOffsetMinutes ||
+      settings.utcOffsetMinutes > kMaxUtcOffsetMinutes) {
+    Reject("/host/utcOffsetMinutes", "must be within 14 hours of UTC");
+  }
   if (settings.name.empty()) {
     Reject("/host/name", "must not be empty");
   }
@@ -447,12 +456,15 @@ std::string HostToJson(HostCore& host) {
         {"jobDurationMs", settings.jobDurationMs},
         {"user", ToUtf8(settings.user)},
         {"password", ToUtf8(settings.password)},
+        {"utcOffsetMinutes", settings.utcOffsetMinutes},
         {"mergeDurationMs", settings.mergeDurationMs},
         {"changeTrackingBlockSize", settings.changeTrackingBlockSize},
         {"changeRangesPerPass", settings.changeRangesPerPass},
         {"refuseDuringMerge", settings.refuseDuringMerge},
         {"refuseMergeWithReferencePoint", settings.refuseMergeWithReferencePoint},
         {"refusePutInstance", settings.refusePutInstance},
+        {"referencePointHoldsAllocationIds", settings.referencePointHoldsAllocationIds},
+        {"refuseFullLengthChanges", settings.refuseFullLengthChanges},
         {"changeTrackingFailsThroughJob", settings.changeTrackingFailsThroughJob},
         {"changeTrackingFailureCode", settings.changeTrackingFailureCode},
         {"clockMs", host.ClockMs()},

@@ -192,6 +192,21 @@ TEST(RecoveryRenameTest, APutInstanceRefusalEndsTheRename) {
   }
 }
 
+// Hyper-V names a checkpoint after the machine and the host's local time, with month, day and
+// hour unpadded.
+TEST(CheckpointNameTest, UsesTheHostsLocalTime) {
+  sim::HostOptions options;
+  options.utcOffsetMinutes = -300;
+  auto host = NewHost(options);
+  constexpr std::uint64_t kMay30 = 149ull * 86400 * 1000;
+  host.AdvanceClock(kMay30 + ((16 * 60 + 16) * 60 + 25) * 1000);
+  const auto machine = host.AddMachine({.name = L"savdalsr02"});
+  const auto checkpoint = host.AddSnapshot(machine);
+  auto snapshots = Own(Own(host.CreateQuorvane())->CreateSnapshotManagement(machine.c_str()));
+  EXPECT_STREQ(Own(snapshots->GetSnapshotInfo(checkpoint.c_str()))->GetName(),
+               L"savdalsr02 - (5/30/2026 - 11:16:25 AM)");
+}
+
 TEST_F(BackupTest, PairingShiftsWhenADiskIsGone) {
   snapshots_->CreateRecoverySnapshot(true, nullptr);
   const std::wstring checkpoint = snapshots_->GetLastSnapshotId();

@@ -187,7 +187,8 @@ TEST_F(JobsAndFaultsTest, MethodsTheHostDoesNotModelAreRefused) {
 }
 
 TEST(SimConnectTest, ConnectionFailuresAsRealWmiGivesThem) {
-  auto host = SimulatedHost::Create({L"HV-HOST01", false, 300, L"admin", L"secret"});
+  auto host = SimulatedHost::Create(
+      {.name = L"HV-HOST01", .hostGuardian = false, .user = L"admin", .password = L"secret"});
   HostCore& core = *host.Core();
   const auto status = [&](const wchar_t* server, const wchar_t* user, const wchar_t* password,
                           const wchar_t* nameSpace) {
