@@ -503,7 +503,37 @@ void HostCore::FailIfScripted(Operation operation, std::wstring_view target) {
 
 ObjectCopy HostCore::CopyOf(const Repository& repository, Repository::Id id) const {
   const Instance& instance = repository.Get(id);
-  return ObjectCopy{instance.cls, instance.properties, repository.RelativePath(id)};
+  ObjectCopy copy{instance.cls, instance.properties, repository.RelativePath(id)};
+  const auto running = runningSince_.find(id);
+  if (running != runningSince_.end() && &repository == &namespaces_.at(kVirtualizationNamespace)) {
+    copy.properties[L"OnTimeInMilliseconds"] = WmiValue::UInt64(clockMs_ - running->second);
+  }
+  return copy;
+}
+
+void HostCore::MarkRunning(Repository& repository, Repository::Id machine, bool running) {
+  // Worker process identifiers as Windows hands them out: multiples of four.
+  constexpr std::int64_t kFirstWorkerProcess = 4000;
+  if (running) {
+    runningSince_[machine] = clockMs_;
+    repository.Set(machine, L"ProcessID",
+                   WmiValue::Int32(static_cast<std::int32_t>(kFirstWorkerProcess + 4 * machine)));
+    repository.Set(machine, L"OnTimeInMilliseconds", WmiValue::UInt64(0));
+  } else {
+    runningSince_.erase(machine);
+    repository.Set(machine, L"ProcessID", WmiValue());
+    repository.Set(machine, L"OnTimeInMilliseconds", WmiValue::UInt64(0));
+  }
+}
+
+void HostCore::SetCheckpointConsistency(const std::wstring& instanceId, std::uint16_t level) {
+  checkpointConsistency_[instanceId] = level;
+}
+
+std::uint16_t HostCore::CheckpointConsistency(const std::wstring& instanceId) const {
+  constexpr std::uint16_t kCrashConsistent = 2;
+  const auto found = checkpointConsistency_.find(instanceId);
+  return found == checkpointConsistency_.end() ? kCrashConsistent : found->second;
 }
 
 void HostCore::FinishDueJobs() {

@@ -126,6 +126,13 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
 
   // The host's disk files.
   VirtualDisks& Disks() { return disks_; }
+  // A machine that runs from now on (or stops): while it runs, clients read its
+  // "OnTimeInMilliseconds" as the time since this call and see a worker process.
+  void MarkRunning(Repository& repository, Repository::Id machine, bool running);
+  // The consistency level a checkpoint was taken at (its settings' InstanceID), for the
+  // reference point it may become.
+  void SetCheckpointConsistency(const std::wstring& instanceId, std::uint16_t level);
+  std::uint16_t CheckpointConsistency(const std::wstring& instanceId) const;
   // Runs `action` once the simulated clock has advanced by `delayMs`.
   void Schedule(std::uint64_t delayMs, std::function<void(HostCore&)> action);
 
@@ -155,6 +162,8 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   std::vector<std::pair<std::wstring, std::wstring>> synchronous_;
   std::map<Repository::Id, PendingJob> pendingJobs_;
   std::multimap<std::uint64_t, std::function<void(HostCore&)>> timers_;
+  std::map<Repository::Id, std::uint64_t> runningSince_;
+  std::map<std::wstring, std::uint16_t, LessNoCase> checkpointConsistency_;
   VirtualDisks disks_;
   FaultPlan faults_;
   std::vector<CallRecord> log_;

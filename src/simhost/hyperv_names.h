@@ -18,6 +18,9 @@ inline constexpr std::uint16_t kStateOff = 3;
 inline constexpr std::uint16_t kStateSaved = 6;
 inline constexpr std::uint16_t kStatePaused = 9;
 
+// "RequestedState" once a requested change is done.
+inline constexpr std::uint16_t kRequestedNoChange = 5;
+
 inline constexpr std::int32_t kStatusOk = 2;
 inline constexpr std::int32_t kStatusMergingDisks = 32772;
 

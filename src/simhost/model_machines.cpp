@@ -151,7 +151,9 @@ Repository::Id DefineMachine(HostCore& host, const MachineDefinition& definition
                  {L"Caption", WmiValue::String(L"Virtual Machine")},
                  {L"Description", WmiValue::String(L"Microsoft Virtual Machine")},
                  {L"EnabledState", WmiValue::Int32(definition.enabledState)},
-                 {L"RequestedState", WmiValue::Int32(12)},
+                 {L"RequestedState", WmiValue::Int32(kRequestedNoChange)},
+                 {L"EnabledDefault", WmiValue::Int32(kStateRunning)},
+                 {L"Status", WmiValue::String(L"OK")},
                  {L"HealthState", WmiValue::Int32(5)},
                  {L"EnhancedSessionModeState", WmiValue::Int32(3)},
                  {L"OperationalStatus",
@@ -167,6 +169,9 @@ Repository::Id DefineMachine(HostCore& host, const MachineDefinition& definition
                  {L"Caption", WmiValue::String(L"Disk Merge Setting Data")},
                  {L"EnabledState", WmiValue::Int32(1)}});
   v2.Associate(L"Msvm_ElementSettingData", L"ManagedElement", machine, L"SettingData", merge);
+  if (definition.enabledState == kStateRunning) {
+    host.MarkRunning(v2, machine, true);
+  }
   return machine;
 }
 

@@ -47,7 +47,10 @@ std::uint32_t RequestStateChange(MethodCall& call) {
     }
     return call.Complete(jobType, [machine, state, requested](JobContext& job) {
       job.repository.Set(machine, L"EnabledState", WmiValue::Int32(state));
-      job.repository.Set(machine, L"RequestedState", WmiValue::Int32(requested));
+      job.repository.Set(machine, L"RequestedState", WmiValue::Int32(kRequestedNoChange));
+      if (requested != 10 && requested != 11) {
+        job.host.MarkRunning(job.repository, machine, state == kStateRunning);
+      }
       job.repository.Set(machine, L"TimeOfLastStateChange", WmiValue::String(job.host.Now()));
       job.AddAffected(machine);
     });

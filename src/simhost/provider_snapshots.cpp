@@ -79,8 +79,12 @@ std::uint32_t CreateSnapshot(MethodCall& call) {
                                L"guest is not running.");
   }
   const Repository::Id id = *machine;
-  return call.Complete(kJobSnapshot, [id, type](JobContext& job) {
+  // What the guest took part in: application-consistent only when asked for and running.
+  const std::uint16_t consistency = level == kApplicationConsistent ? 1 : 2;
+  return call.Complete(kJobSnapshot, [id, type, consistency](JobContext& job) {
     const auto snapshot = TakeSnapshot(job.host, id, type, L"");
+    job.host.SetCheckpointConsistency(
+        job.repository.Property(snapshot, L"InstanceID").AsWideString(), consistency);
     job.AddAffected(snapshot);
     if (job.out != nullptr) {
       (*job.out)[L"ResultingSnapshot"] = WmiValue::String(job.repository.FullPath(snapshot));
@@ -189,6 +193,8 @@ std::uint32_t ConvertToReferencePoint(MethodCall& call) {
          {L"VirtualSystemIdentifier", WmiValue::String(systemId)},
          {L"ElementName", WmiValue::String(v2.Property(snapshotId, L"ElementName").AsWideString())},
          {L"ReferencePointType", WmiValue::Int32(2)},
+         {L"ConsistencyLevel", WmiValue::Int32(job.host.CheckpointConsistency(
+                                   v2.Property(snapshotId, L"InstanceID").AsWideString()))},
          {L"HasAssociatedData", WmiValue::Boolean(false)},
          {L"VirtualDiskIdentifiers", WmiValue::Array(diskIds)},
          {L"ResilientChangeTrackingIdentifiers", WmiValue::Array(trackingIds)}});

@@ -1,0 +1,73 @@
+// Objects as real hosts show them: a running machine's computer system, and reference points.
+#include "simhost/hyperv_model.h"
+#include "simhost/sim_fixture.h"
+#include "wmi/wmi_job.h"
+
+namespace quorvane::sim {
+namespace {
+
+class HyperVObjectsTest : public SimHostTest {
+ protected:
+  WmiObjectPtr Machine(const std::wstring& id) {
+    return service_->GetObject(
+        L"Msvm_ComputerSystem.CreationClassName=\"Msvm_ComputerSystem\",Name=\"" + id + L"\"");
+  }
+
+  WmiMethodPtr Run(const WmiObjectPtr& target, const std::wstring& name,
+                   const std::vector<std::pair<std::wstring, WmiValue>>& inputs) {
+    const auto method = target->CreateMethod(name);
+    for (const auto& [parameter, value] : inputs) {
+      method->SetParameter(parameter, value);
+    }
+    WmiJob job(service_, method);
+    job.Run();
+    return method;
+  }
+};
+
+TEST_F(HyperVObjectsTest, ARunningMachineShowsItsUptimeAndWorkerProcess) {
+  const auto id = host_.AddMachine({.name = L"web", .enabledState = 2});
+  host_.AdvanceClock(5000);
+  auto vm = Machine(id);
+  EXPECT_EQ(vm->GetProperty(L"RequestedState").AsInteger(), 5);
+  EXPECT_EQ(vm->GetProperty(L"EnabledDefault").AsInteger(), 2);
+  EXPECT_EQ(vm->GetProperty(L"Status").AsWideString(), L"OK");
+  EXPECT_FALSE(vm->GetProperty(L"ProcessID").IsNull());
+  EXPECT_EQ(vm->GetProperty(L"OnTimeInMilliseconds").AsWideString(), L"5000");
+  host_.AdvanceClock(1000);
+  EXPECT_EQ(Machine(id)->GetProperty(L"OnTimeInMilliseconds").AsWideString(), L"6000");
+
+  Run(vm, L"RequestStateChange", {{L"RequestedState", WmiValue::Int32(3)}});
+  vm = Machine(id);
+  EXPECT_EQ(vm->GetProperty(L"RequestedState").AsInteger(), 5);
+  EXPECT_TRUE(vm->GetProperty(L"ProcessID").IsNull());
+  EXPECT_EQ(vm->GetProperty(L"OnTimeInMilliseconds").AsWideString(), L"0");
+}
+
+TEST_F(HyperVObjectsTest, AReferencePointKeepsItsCheckpointsConsistencyLevel) {
+  const auto id = host_.AddMachine({.name = L"web", .enabledState = 2});
+  const auto snapshotService = service_->QueryFirst(L"Msvm_VirtualSystemSnapshotService");
+  const auto levelOf = [&](std::int32_t requested) {
+    const auto settings = service_->SpawnInstance(L"Msvm_VirtualSystemSnapshotSettingData");
+    settings->SetProperty(L"ConsistencyLevel", WmiValue::Int32(requested));
+    Run(snapshotService, L"CreateSnapshot",
+        {{L"AffectedSystem", WmiValue::String(Machine(id)->GetPath())},
+         {L"SnapshotType", WmiValue::Int32(32768)},
+         {L"SnapshotSettings", WmiValue::String(settings->GetText())}});
+    const auto snapshot = Query(
+                              L"SELECT * FROM Msvm_VirtualSystemSettingData WHERE "
+                              L"VirtualSystemType = 'Microsoft:Hyper-V:Snapshot:Recovery'")
+                              .at(0);
+    Run(snapshotService, L"ConvertToReferencePoint",
+        {{L"AffectedSnapshot", WmiValue::String(snapshot->GetPath())}});
+    const auto points = Query(L"SELECT * FROM Msvm_VirtualSystemReferencePoint");
+    const auto level = points.back()->GetProperty(L"ConsistencyLevel").AsInteger();
+    host_.AdvanceClock(60000);  // the merge
+    return level;
+  };
+  EXPECT_EQ(levelOf(1), 1);
+  EXPECT_EQ(levelOf(2), 2);
+}
+
+}  // namespace
+}  // namespace quorvane::sim
