@@ -130,7 +130,7 @@ std::uint32_t MethodCall::Complete(std::uint16_t jobType, JobEffect effect) {
   auto failure = host.Faults().TakeJobFault(cls, method);
   if (!failure && host.IsSynchronous(cls, method)) {
     JobContext context{host, repository, std::nullopt, &out};
-    effect(context);
+    host.ApplyAllOrNothing([&] { effect(context); });
     return 0;
   }
   const Repository::Id job =
@@ -422,7 +422,39 @@ void HostCore::AdvanceClock(std::uint64_t milliseconds) {
 }
 
 void HostCore::Schedule(std::uint64_t delayMs, std::function<void(HostCore&)> action) {
-  timers_.emplace(clockMs_ + delayMs, std::move(action));
+  const auto added = timers_.emplace(clockMs_ + delayMs, std::move(action));
+  if (scheduledInEffect_) {
+    scheduledInEffect_->push_back(added);
+  }
+}
+
+void HostCore::ApplyAllOrNothing(const std::function<void()>& effect) {
+  const VirtualDisks disks = disks_;
+  const auto runningSince = runningSince_;
+  const auto consistency = checkpointConsistency_;
+  for (auto& [name, repository] : namespaces_) {
+    repository.BeginChange();
+  }
+  scheduledInEffect_.emplace();
+  try {
+    effect();
+  } catch (...) {
+    for (auto& [name, repository] : namespaces_) {
+      repository.RollBack();
+    }
+    for (const auto& timer : *scheduledInEffect_) {
+      timers_.erase(timer);
+    }
+    scheduledInEffect_.reset();
+    disks_ = disks;
+    runningSince_ = runningSince;
+    checkpointConsistency_ = consistency;
+    throw;
+  }
+  scheduledInEffect_.reset();
+  for (auto& [name, repository] : namespaces_) {
+    repository.Commit();
+  }
 }
 
 std::wstring HostCore::Now() const {
@@ -560,7 +592,7 @@ void HostCore::FinishDueJobs() {
     if (!failure && pending.effect) {
       try {
         JobContext context{*this, repository, job};
-        pending.effect(context);
+        ApplyAllOrNothing([&] { pending.effect(context); });
       } catch (const DefaultException& e) {
         const auto type =
             static_cast<std::uint16_t>(repository.Property(job, L"JobType").AsInteger());

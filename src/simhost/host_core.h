@@ -135,6 +135,9 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   std::uint16_t CheckpointConsistency(const std::wstring& instanceId) const;
   // Runs `action` once the simulated clock has advanced by `delayMs`.
   void Schedule(std::uint64_t delayMs, std::function<void(HostCore&)> action);
+  // Runs a job's effect so that it applies all or nothing: when it throws, the repositories,
+  // disk files and timers are as they were, and the exception goes on.
+  void ApplyAllOrNothing(const std::function<void()>& effect);
 
   std::mutex& Mutex() { return mutex_; }
 
@@ -161,7 +164,10 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   std::map<std::pair<std::wstring, std::wstring>, MethodHandler> handlers_;
   std::vector<std::pair<std::wstring, std::wstring>> synchronous_;
   std::map<Repository::Id, PendingJob> pendingJobs_;
-  std::multimap<std::uint64_t, std::function<void(HostCore&)>> timers_;
+  using Timers = std::multimap<std::uint64_t, std::function<void(HostCore&)>>;
+  Timers timers_;
+  // Timers scheduled by the effect being applied, to take back if it fails.
+  std::optional<std::vector<Timers::iterator>> scheduledInEffect_;
   std::map<Repository::Id, std::uint64_t> runningSince_;
   std::map<std::wstring, std::uint16_t, LessNoCase> checkpointConsistency_;
   VirtualDisks disks_;

@@ -69,12 +69,63 @@ Repository::Id Repository::Create(std::wstring_view className, const PropertyLis
     ThrowIfWmiFailed(kAlreadyExists);
   }
   const Id id = nextId_++;
+  Remember(id);
+  Insert(id, std::move(instance));
+  return id;
+}
+
+void Repository::Insert(Id id, Instance instance) {
+  std::wstring identity = IdentityOf(instance);
   instances_.emplace(id, std::move(instance));
   if (!identity.empty()) {
     byIdentity_.emplace(std::move(identity), id);
   }
   IndexReferences(id, true);
-  return id;
+}
+
+void Repository::Erase(Id id) {
+  IndexReferences(id, false);
+  byIdentity_.erase(IdentityOf(instances_.at(id)));
+  instances_.erase(id);
+}
+
+void Repository::Remember(Id id) {
+  if (!change_ || change_->before.count(id) != 0) {
+    return;
+  }
+  const auto found = instances_.find(id);
+  change_->before.emplace(
+      id, found == instances_.end() ? std::nullopt : std::optional<Instance>(found->second));
+}
+
+void Repository::BeginChange() {
+  change_ = OpenChange{nextId_, {}};
+}
+
+void Repository::Commit() {
+  change_.reset();
+}
+
+void Repository::RollBack() {
+  if (!change_) {
+    return;
+  }
+  OpenChange change = std::move(*change_);
+  change_.reset();
+  for (const auto& [id, before] : change.before) {
+    if (Contains(id)) {
+      Erase(id);
+    }
+  }
+  // Objects first, so that associations index references to objects that are back.
+  for (const bool associations : {false, true}) {
+    for (auto& [id, before] : change.before) {
+      if (before && before->cls->isAssociation == associations) {
+        Insert(id, std::move(*before));
+      }
+    }
+  }
+  nextId_ = change.nextId;
 }
 
 Repository::Id Repository::Associate(std::wstring_view className, std::wstring_view role1, Id end1,
@@ -93,6 +144,7 @@ void Repository::Set(Id id, std::wstring_view name, const WmiValue& value) {
   Instance& instance = found->second;
   const MemberDef& property = RequireProperty(*instance.cls, name);
   WmiValue converted = Coerce(property, value);
+  Remember(id);
   if (IsKey(*instance.cls, property.name)) {
     if (!(converted == instance.Get(property.name))) {
       ThrowIfWmiFailed(status::kWbemInvalidParameter);  // keys name the object; they stay
@@ -118,6 +170,7 @@ void Repository::SetUnchecked(Id id, std::wstring_view name, WmiValue value) {
   if (found == instances_.end()) {
     ThrowIfWmiFailed(status::kWbemNotFound);
   }
+  Remember(id);
   found->second.properties[std::wstring(name)] = std::move(value);
 }
 
@@ -130,9 +183,8 @@ void Repository::Delete(Id id) {
       Delete(link.association);
     }
   }
-  IndexReferences(id, false);
-  byIdentity_.erase(IdentityOf(instances_.at(id)));
-  instances_.erase(id);
+  Remember(id);
+  Erase(id);
 }
 
 const Instance& Repository::Get(Id id) const {

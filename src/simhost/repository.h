@@ -57,6 +57,12 @@ class Repository {
   // Removes the instance and every association that refers to it.
   void Delete(Id id);
 
+  // A change made of several steps: after BeginChange, every instance the repository touches
+  // is remembered as it was, so that RollBack restores all of it and Commit keeps all of it.
+  void BeginChange();
+  void Commit();
+  void RollBack();
+
   bool Contains(Id id) const { return instances_.count(id) != 0; }
   const Instance& Get(Id id) const;
   WmiValue Property(Id id, std::wstring_view name) const { return Get(id).Get(name); }
@@ -75,6 +81,10 @@ class Repository {
   std::wstring IdentityOf(const Instance& instance) const;
   std::wstring IdentityOfPath(ObjectPath path) const;
   void IndexReferences(Id id, bool add);
+  // Notes the instance as it is before the open change first touches it.
+  void Remember(Id id);
+  void Insert(Id id, Instance instance);
+  void Erase(Id id);
 
   std::wstring server_;
   std::wstring nameSpace_;
@@ -82,6 +92,11 @@ class Repository {
   std::map<Id, Instance> instances_;
   std::unordered_map<std::wstring, Id> byIdentity_;
   std::unordered_multimap<std::wstring, std::pair<Id, std::wstring>> referencedBy_;
+  struct OpenChange {
+    Id nextId;
+    std::map<Id, std::optional<Instance>> before;  // nothing: the instance did not exist
+  };
+  std::optional<OpenChange> change_;
 };
 
 // The schema's class, or the invalid-class status.

@@ -1,9 +1,11 @@
 #include <gmock/gmock.h>
 
+#include <nlohmann/json.hpp>
 #include <thread>
 
 #include "com_status_of.h"
 #include "sim_fixture.h"
+#include "simhost/hyperv_model.h"
 #include "wmi/wmi_job.h"
 
 namespace quorvane::sim {
@@ -138,6 +140,43 @@ TEST_F(JobsAndFaultsTest, FailedJobsDescribeTheirOperationAndGoAwayLater) {
   EXPECT_EQ(Query(L"SELECT * FROM Msvm_ConcreteJob").size(), 1u);
   host_.AdvanceClock(1000);
   EXPECT_TRUE(Query(L"SELECT * FROM Msvm_ConcreteJob").empty());
+}
+
+// An effect that fails partway leaves nothing of what it did: objects, values, disk files and
+// timers are as before, and the job reports the failure.
+TEST_F(JobsAndFaultsTest, AJobEffectAppliesAllOrNothing) {
+  CreateDiskFile(Core(), L"D:\\kept.vhdx", 1 << 20, L"");
+  bool timerRan = false;
+  Core().RegisterMethod(L"Msvm_ComputerSystem", L"RequestStateChange", [&](MethodCall& call) {
+    const auto vm = *call.target;
+    return call.Complete(12, [vm, &timerRan](JobContext& job) {
+      job.repository.Set(vm, L"EnabledState", WmiValue::Int32(2));
+      const auto other = job.repository.Create(
+          L"Msvm_ComputerSystem", {{L"CreationClassName", WmiValue::String(L"Msvm_ComputerSystem")},
+                                   {L"Name", WmiValue::String(L"BBBB-2")}});
+      job.repository.Associate(L"Msvm_SystemDevice", L"GroupComponent", vm, L"PartComponent",
+                               other);
+      job.repository.Delete(
+          *job.repository.Find(L"Msvm_VirtualSystemSettingData.InstanceID=\"Microsoft:AAAA-1\""));
+      job.host.Disks().Remove(L"D:\\kept.vhdx");
+      job.host.Schedule(10, [&timerRan](HostCore&) { timerRan = true; });
+      throw DefaultException(32768, L"The worker process ended.");
+    });
+  });
+  const auto before = host_.ToJson();
+  EXPECT_THROW(Start(), DefaultException);
+  host_.AdvanceClock(1000);
+  EXPECT_FALSE(timerRan);
+  auto after = nlohmann::json::parse(host_.ToJson());
+  auto expected = nlohmann::json::parse(before);
+  after["namespaces"]["root\\virtualization\\v2"].erase(
+      after["namespaces"]["root\\virtualization\\v2"].size() - 1);  // the failed job
+  after["host"].erase("clockMs");
+  expected["host"].erase("clockMs");
+  after["host"].erase("guidSeed");
+  expected["host"].erase("guidSeed");
+  EXPECT_EQ(after, expected);
+  EXPECT_EQ(Query(L"SELECT * FROM Msvm_ConcreteJob WHERE JobState = 10").size(), 1u);
 }
 
 TEST_F(JobsAndFaultsTest, ScriptedOperationFailures) {
