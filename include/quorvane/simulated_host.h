@@ -17,6 +17,7 @@
 namespace quorvane::sim {
 
 class HostCore;
+struct HostCoreAccess;
 
 struct HostOptions {
   // The host's NetBIOS name; remote connections must name it (or they find no RPC server).
@@ -196,9 +197,9 @@ class QUORVANE_API SimulatedHost {
   std::uint64_t ClockMs() const;
   void AdvanceClock(std::uint64_t milliseconds);
 
-  const std::shared_ptr<HostCore>& Core() const { return core_; }
-
  private:
+  friend struct HostCoreAccess;
+
   explicit SimulatedHost(std::shared_ptr<HostCore> core);
   void Attach(const std::wstring& machineId, const std::wstring& path, bool dvd);
 

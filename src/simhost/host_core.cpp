@@ -370,7 +370,7 @@ void HostCore::Wait(std::uint32_t milliseconds) {
   std::lock_guard lock(mutex_);
   Record(Operation::Wait, L"", L"", L"",
          {{L"Milliseconds", WmiValue::Int32(static_cast<std::int32_t>(milliseconds))}});
-  AdvanceClock(milliseconds);
+  AdvanceClockLocked(milliseconds);
 }
 
 Repository& HostCore::Namespace(std::wstring_view name) {
@@ -417,6 +417,11 @@ void HostCore::ClearCallLog() {
 }
 
 void HostCore::AdvanceClock(std::uint64_t milliseconds) {
+  std::lock_guard lock(mutex_);
+  AdvanceClockLocked(milliseconds);
+}
+
+void HostCore::AdvanceClockLocked(std::uint64_t milliseconds) {
   clockMs_ += milliseconds;
   FinishDueJobs();
 }

@@ -112,6 +112,7 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   void ClearCallLog();
   std::uint64_t ClockMs() const { return clockMs_; }
   void SetClockMs(std::uint64_t clockMs) { clockMs_ = clockMs; }
+  // Takes the host's lock; for use from outside its operations.
   void AdvanceClock(std::uint64_t milliseconds);
   // The simulated clock as a CIM datetime in UTC, and in the host's time zone.
   std::wstring Now() const;
@@ -139,9 +140,12 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   // disk files and timers are as they were, and the exception goes on.
   void ApplyAllOrNothing(const std::function<void()>& effect);
 
-  std::mutex& Mutex() { return mutex_; }
-
  private:
+  // The handle runs its set-up and inspection under the host's lock.
+  friend class SimulatedHost;
+  friend std::string HostToJson(HostCore& host);
+  void AdvanceClockLocked(std::uint64_t milliseconds);
+
   struct PendingJob {
     Repository* repository;
     std::uint64_t finishAtMs;

@@ -427,7 +427,7 @@ std::shared_ptr<HostCore> HostFromJson(const std::string& text, const std::strin
 }
 
 std::string HostToJson(HostCore& host) {
-  std::lock_guard lock(host.Mutex());
+  std::lock_guard lock(host.mutex_);
   const HostSettings& settings = host.Settings();
   json synchronous = json::array();
   for (const auto& [className, method] : host.SynchronousMethods()) {

@@ -91,20 +91,20 @@ void SimulatedHost::SaveScenario(const std::filesystem::path& file) const {
 
 void SimulatedHost::FailMethodCalls(const std::wstring& className, const std::wstring& method,
                                     std::uint32_t returnValue, int count) {
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   core_->Faults().FailMethod(className, method, returnValue, count);
 }
 
 void SimulatedHost::FailJobs(const std::wstring& className, const std::wstring& method,
                              std::uint16_t errorCode, const std::wstring& description, int count) {
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   core_->Faults().FailJob(className, method, errorCode, description, count);
 }
 
 void SimulatedHost::FailOperations(const std::wstring& operation, const std::wstring& match,
                                    std::uint32_t status, int count, FaultKind kind) {
   const Operation which = OperationFromName(operation);
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   core_->Faults().FailOperation(which, match, static_cast<HResult>(status), count,
                                 static_cast<FailureKind>(kind));
 }
@@ -112,14 +112,14 @@ void SimulatedHost::FailOperations(const std::wstring& operation, const std::wst
 void SimulatedHost::FailNthMethodCall(const std::wstring& className, const std::wstring& method,
                                       int nth, std::uint32_t returnValue) {
   const int skip = CallsToSkip(nth);
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   core_->Faults().FailMethod(className, method, returnValue, 1, skip);
 }
 
 void SimulatedHost::FailNthJob(const std::wstring& className, const std::wstring& method, int nth,
                                std::uint16_t errorCode, const std::wstring& description) {
   const int skip = CallsToSkip(nth);
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   core_->Faults().FailJob(className, method, errorCode, description, 1, skip);
 }
 
@@ -127,18 +127,18 @@ void SimulatedHost::FailNthOperation(const std::wstring& operation, const std::w
                                      int nth, std::uint32_t status, FaultKind kind) {
   const Operation which = OperationFromName(operation);
   const int skip = CallsToSkip(nth);
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   core_->Faults().FailOperation(which, match, static_cast<HResult>(status), 1,
                                 static_cast<FailureKind>(kind), skip);
 }
 
 void SimulatedHost::ClearFaults() {
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   core_->Faults().Clear();
 }
 
 std::wstring SimulatedHost::AddMachine(const MachineSpec& spec) {
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   Repository& v2 = core_->Namespace(kVirtualizationNamespace);
   const auto id = DefineMachine(*core_, spec);
   return v2.Property(id, spec.planned ? L"ConfigurationID" : L"Name").AsWideString();
@@ -146,7 +146,7 @@ std::wstring SimulatedHost::AddMachine(const MachineSpec& spec) {
 
 std::wstring SimulatedHost::AddSnapshot(const std::wstring& machineId, const std::wstring& name,
                                         bool recovery) {
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   Repository& v2 = core_->Namespace(kVirtualizationNamespace);
   const auto machine = MachineByName(v2, machineId);
   if (!machine) {
@@ -157,14 +157,14 @@ std::wstring SimulatedHost::AddSnapshot(const std::wstring& machineId, const std
 }
 
 std::wstring SimulatedHost::AddSwitch(const std::wstring& name) {
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   const auto id = sim::AddSwitch(*core_, name, L"");
   return core_->Namespace(kVirtualizationNamespace).Property(id, L"Name").AsWideString();
 }
 
 std::wstring SimulatedHost::AddDiskFile(const std::wstring& path, std::uint64_t sizeBytes,
                                         const std::wstring& parentPath) {
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   if (core_->Disks().Find(path) != nullptr ||
       (!parentPath.empty() && core_->Disks().Find(parentPath) == nullptr)) {
     throw DefaultException(kLibraryErrorCode, (L"Cannot make disk file " + path).c_str());
@@ -181,7 +181,7 @@ void SimulatedHost::AttachDvd(const std::wstring& machineId, const std::wstring&
 }
 
 void SimulatedHost::Attach(const std::wstring& machineId, const std::wstring& path, bool dvd) {
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   Repository& v2 = core_->Namespace(kVirtualizationNamespace);
   const auto machine = MachineByName(v2, machineId);
   const auto settings = machine ? RealizedSettingsOf(v2, *machine) : std::nullopt;
@@ -192,7 +192,7 @@ void SimulatedHost::Attach(const std::wstring& machineId, const std::wstring& pa
 }
 
 void SimulatedHost::DetachDisk(const std::wstring& machineId, const std::wstring& path) {
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   Repository& v2 = core_->Namespace(kVirtualizationNamespace);
   const auto machine = MachineByName(v2, machineId);
   const auto settings = machine ? RealizedSettingsOf(v2, *machine) : std::nullopt;
@@ -216,7 +216,7 @@ void SimulatedHost::DetachDisk(const std::wstring& machineId, const std::wstring
 
 void SimulatedHost::SetMachineSecurity(const std::wstring& machineId, bool tpm, bool shielding,
                                        bool encryptState) {
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   Repository& v2 = core_->Namespace(kVirtualizationNamespace);
   const auto id = v2.Find(
       FormatRelativePath(L"Msvm_SecuritySettingData",
@@ -231,7 +231,7 @@ void SimulatedHost::SetMachineSecurity(const std::wstring& machineId, bool tpm, 
 
 void SimulatedHost::WriteToDisk(const std::wstring& path, std::uint64_t offset,
                                 std::uint64_t length) {
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   const VirtualDisk* disk = core_->Disks().Find(path);
   if (disk == nullptr || offset > disk->maxInternalSize ||
       length > disk->maxInternalSize - offset) {
@@ -241,13 +241,13 @@ void SimulatedHost::WriteToDisk(const std::wstring& path, std::uint64_t offset,
 }
 
 void SimulatedHost::ExpireChangeTracking(const std::wstring& path) {
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   core_->Disks().Expire(path);
 }
 
 void SimulatedHost::SetProperty(const std::wstring& path, const std::wstring& property,
                                 const std::wstring& value) {
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   Repository& repository = RepositoryOf(*core_, path);
   const auto id = repository.Find(path);
   if (!id) {
@@ -264,7 +264,7 @@ void SimulatedHost::SetProperty(const std::wstring& path, const std::wstring& pr
 
 void SimulatedHost::SetUncheckedNumberText(const std::wstring& path, const std::wstring& property,
                                            const std::wstring& text) {
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   Repository& repository = RepositoryOf(*core_, path);
   const auto id = repository.Find(path);
   const MemberDef* member =
@@ -277,7 +277,7 @@ void SimulatedHost::SetUncheckedNumberText(const std::wstring& path, const std::
 }
 
 void SimulatedHost::RemoveObject(const std::wstring& path) {
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   Repository& repository = RepositoryOf(*core_, path);
   if (const auto id = repository.Find(path)) {
     repository.Delete(*id);
@@ -306,12 +306,11 @@ void SimulatedHost::ClearCallLog() {
 }
 
 std::uint64_t SimulatedHost::ClockMs() const {
-  std::lock_guard lock(core_->Mutex());
+  std::lock_guard lock(core_->mutex_);
   return core_->ClockMs();
 }
 
 void SimulatedHost::AdvanceClock(std::uint64_t milliseconds) {
-  std::lock_guard lock(core_->Mutex());
   core_->AdvanceClock(milliseconds);
 }
 

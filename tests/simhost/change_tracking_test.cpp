@@ -93,8 +93,8 @@ TEST(ChangeTrackingRefusalForm, ScenarioCanMakeItAReturnValue) {
   options.changeTrackingFailsThroughJob = false;
   options.changeTrackingFailureCode = 32773;
   auto host = SimulatedHost::Create(options);
-  CreateDiskFile(*host.Core(), kBase, 1 << 20, L"");
-  auto service = host.Core()->Connect(L"", L"", L"", kVirtualizationNamespace);
+  CreateDiskFile(CoreOf(host), kBase, 1 << 20, L"");
+  auto service = CoreOf(host).Connect(L"", L"", L"", kVirtualizationNamespace);
   const auto e = RaisedBy([&] { GetVirtualDiskChanges(*service, kBase, L"rctX:nonsense"); });
   EXPECT_EQ(e.GetErrorCode(), 32773u);
   EXPECT_TRUE(service->ExecQuery(L"SELECT * FROM Msvm_ConcreteJob").empty());

@@ -228,7 +228,7 @@ TEST_F(JobsAndFaultsTest, MethodsTheHostDoesNotModelAreRefused) {
 TEST(SimConnectTest, ConnectionFailuresAsRealWmiGivesThem) {
   auto host = SimulatedHost::Create(
       {.name = L"HV-HOST01", .hostGuardian = false, .user = L"admin", .password = L"secret"});
-  HostCore& core = *host.Core();
+  HostCore& core = CoreOf(host);
   const auto status = [&](const wchar_t* server, const wchar_t* user, const wchar_t* password,
                           const wchar_t* nameSpace) {
     try {
@@ -263,10 +263,17 @@ TEST_F(JobsAndFaultsTest, OneHostServesSeveralThreads) {
       }
     });
   }
+  // The clock moved by hand and by the host's own core, alongside the clients.
+  threads.emplace_back([this] {
+    for (int i = 0; i < 100; ++i) {
+      host_.AdvanceClock(1);
+      Core().AdvanceClock(1);
+    }
+  });
   for (auto& thread : threads) {
     thread.join();
   }
-  EXPECT_EQ(host_.ClockMs(), 400u);
+  EXPECT_EQ(host_.ClockMs(), 600u);
 }
 
 }  // namespace

@@ -33,32 +33,32 @@ TEST_F(SimHostTest, ScenarioSurvivesSaveAndLoad) {
   const auto loaded = SimulatedHost::FromJson(saved);
   EXPECT_EQ(loaded.ToJson(), saved);
   EXPECT_EQ(loaded.ClockMs(), 1234u);
-  EXPECT_EQ(loaded.Core()->NewGuid(), Core().NewGuid());  // same sequence from here on
+  EXPECT_EQ(CoreOf(loaded).NewGuid(), Core().NewGuid());  // same sequence from here on
 
-  auto service = loaded.Core()->Connect(L"", L"", L"", kVirtualizationNamespace);
+  auto service = CoreOf(loaded).Connect(L"", L"", L"", kVirtualizationNamespace);
   const auto vms =
       service->ExecQuery(L"SELECT * FROM Msvm_ComputerSystem WHERE Caption = 'Virtual Machine'");
   ASSERT_EQ(vms.size(), 1u);
   EXPECT_EQ(vms[0]->GetProperty(L"ElementName").AsWideString(), L"web \u00e9");
   EXPECT_EQ(vms[0]->GetProperty(L"OnTimeInMilliseconds").AsWideString(), L"5000000000");
   EXPECT_EQ(vms[0]->GetAssociatorsOfClass(L"Msvm_VirtualSystemSettingData").size(), 1u);
-  const VirtualDisk* child = loaded.Core()->Disks().Find(L"D:\\child.avhdx");
+  const VirtualDisk* child = CoreOf(loaded).Disks().Find(L"D:\\child.avhdx");
   ASSERT_NE(child, nullptr);
   EXPECT_EQ(child->parentPath, L"D:\\base.vhdx");
-  ASSERT_NE(loaded.Core()->Disks().LogOf(L"D:\\child.avhdx"), nullptr);
-  EXPECT_EQ(loaded.Core()->Disks().LogOf(L"D:\\child.avhdx")->writes.size(), 1u);
+  ASSERT_NE(CoreOf(loaded).Disks().LogOf(L"D:\\child.avhdx"), nullptr);
+  EXPECT_EQ(CoreOf(loaded).Disks().LogOf(L"D:\\child.avhdx")->writes.size(), 1u);
 }
 
 TEST(ScenarioTest, DefaultScenarioHasTheManagementServices) {
   const auto host = SimulatedHost::Default();
-  auto service = host.Core()->Connect(L"", L"", L"", kVirtualizationNamespace);
+  auto service = CoreOf(host).Connect(L"", L"", L"", kVirtualizationNamespace);
   EXPECT_EQ(service->QueryFirst(L"Msvm_VirtualSystemManagementService")
                 ->GetProperty(L"Name")
                 .AsWideString(),
             L"vmms");
   EXPECT_EQ(service->QueryAll(L"Msvm_VirtualSystemSnapshotService").size(), 1u);
   EXPECT_EQ(service->QueryAll(L"Msvm_ImageManagementService").size(), 1u);
-  EXPECT_NO_THROW(host.Core()->Connect(L"", L"", L"", kHgsNamespace));
+  EXPECT_NO_THROW(CoreOf(host).Connect(L"", L"", L"", kHgsNamespace));
 }
 
 // A scenario scripts failures as the C++ interface does, the n-th matching call included.
@@ -68,7 +68,7 @@ TEST(ScenarioTest, ScenariosScriptFaults) {
                   "status": 2147749893},
                  {"class": "Msvm_ComputerSystem", "method": "RequestStateChange",
                   "returnValue": 32775, "count": -1}]})");
-  auto service = host.Core()->Connect(L"", L"", L"", kVirtualizationNamespace);
+  auto service = CoreOf(host).Connect(L"", L"", L"", kVirtualizationNamespace);
   EXPECT_NO_THROW(service->QueryAll(L"Msvm_ComputerSystem"));
   EXPECT_EQ(testing::StatusOf([&] { service->QueryAll(L"Msvm_ComputerSystem"); }), 0x80041005u);
   EXPECT_NO_THROW(service->QueryAll(L"Msvm_ComputerSystem"));

@@ -7,7 +7,7 @@
 
 #include "quorvane/exceptions.h"
 #include "quorvane/simulated_host.h"
-#include "simhost/host_core.h"
+#include "simhost/host_core_access.h"
 #include "status_of.h"
 #include "wmi/wmi.h"
 
@@ -26,7 +26,7 @@ class SimHostTest : public ::testing::Test {
     return options;
   }
 
-  HostCore& Core() { return *host_.Core(); }
+  HostCore& Core() { return CoreOf(host_); }
   Repository& V2() { return Core().Namespace(kVirtualizationNamespace); }
 
   // A machine with its realized settings, linked the way Hyper-V links them.
