@@ -93,6 +93,23 @@ void CheckQueryProperties(const ClassDef& cls, const SelectQuery& query) {
   }
 }
 
+// A condition every match must meet that the repository answers from its index: a string
+// identifier equal to a text, alone or on one side of an AND. The rest of the clause is still
+// evaluated on the candidates, so the answer is the same as scanning the class.
+const WqlExpression* IndexedEquality(const ClassDef& cls, const WqlExpression& where) {
+  if (where.op == WqlExpression::Op::And) {
+    const WqlExpression* left = where.left ? IndexedEquality(cls, *where.left) : nullptr;
+    return left != nullptr ? left : (where.right ? IndexedEquality(cls, *where.right) : nullptr);
+  }
+  if (where.op != WqlExpression::Op::Equal || where.literal.type != WqlLiteral::Type::String ||
+      !Repository::IsIndexed(where.property)) {
+    return nullptr;
+  }
+  const MemberDef* property = Schema::Instance().FindProperty(cls, where.property);
+  return property != nullptr && property->type == CimType::String && !property->array ? &where
+                                                                                      : nullptr;
+}
+
 }  // namespace
 
 std::wstring CimDatetimeFromClock(std::uint64_t clockMs, std::int32_t utcOffsetMinutes) {
@@ -219,7 +236,13 @@ std::vector<ObjectCopy> HostCore::RunQuery(Repository& repository, const std::ws
   if (const auto* select = std::get_if<SelectQuery>(&*query)) {
     const ClassDef& cls = RequireClass(select->className);
     CheckQueryProperties(cls, *select);
-    for (const auto id : repository.Enumerate(cls)) {
+    const WqlExpression* lookup = select->where ? IndexedEquality(cls, *select->where) : nullptr;
+    const auto candidates = lookup ? repository.WithValue(lookup->property, lookup->literal.text)
+                                   : repository.Enumerate(cls);
+    for (const auto id : candidates) {
+      if (lookup && !Schema::Instance().IsA(*repository.Get(id).cls, cls)) {
+        continue;
+      }
       if (!select->where || Evaluate(*select->where, [&](const std::wstring& name) {
             return LookupForQuery(repository, id, name);
           })) {
@@ -434,29 +457,32 @@ void HostCore::Schedule(std::uint64_t delayMs, std::function<void(HostCore&)> ac
 }
 
 void HostCore::ApplyAllOrNothing(const std::function<void()>& effect) {
-  const VirtualDisks disks = disks_;
-  const auto runningSince = runningSince_;
-  const auto consistency = checkpointConsistency_;
   for (auto& [name, repository] : namespaces_) {
     repository.BeginChange();
   }
+  disks_.BeginChange();
   scheduledInEffect_.emplace();
+  undoInEffect_.emplace();
   try {
     effect();
   } catch (...) {
     for (auto& [name, repository] : namespaces_) {
       repository.RollBack();
     }
+    disks_.RollBack();
     for (const auto& timer : *scheduledInEffect_) {
       timers_.erase(timer);
     }
+    for (auto undo = undoInEffect_->rbegin(); undo != undoInEffect_->rend(); ++undo) {
+      (*undo)();
+    }
     scheduledInEffect_.reset();
-    disks_ = disks;
-    runningSince_ = runningSince;
-    checkpointConsistency_ = consistency;
+    undoInEffect_.reset();
     throw;
   }
   scheduledInEffect_.reset();
+  undoInEffect_.reset();
+  disks_.Commit();
   for (auto& [name, repository] : namespaces_) {
     repository.Commit();
   }
@@ -549,6 +575,18 @@ ObjectCopy HostCore::CopyOf(const Repository& repository, Repository::Id id) con
 }
 
 void HostCore::MarkRunning(Repository& repository, Repository::Id machine, bool running) {
+  if (undoInEffect_) {
+    const auto since = runningSince_.find(machine);
+    undoInEffect_->push_back(
+        [this, machine,
+         before = since == runningSince_.end() ? std::nullopt : std::optional(since->second)] {
+          if (before) {
+            runningSince_[machine] = *before;
+          } else {
+            runningSince_.erase(machine);
+          }
+        });
+  }
   // Worker process identifiers as Windows hands them out: multiples of four.
   constexpr std::int64_t kFirstWorkerProcess = 4000;
   if (running) {
@@ -564,6 +602,9 @@ void HostCore::MarkRunning(Repository& repository, Repository::Id machine, bool 
 }
 
 void HostCore::SetCheckpointConsistency(const std::wstring& instanceId, std::uint16_t level) {
+  if (undoInEffect_) {
+    undoInEffect_->push_back([this, instanceId] { checkpointConsistency_.erase(instanceId); });
+  }
   checkpointConsistency_[instanceId] = level;
 }
 

@@ -172,6 +172,8 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   Timers timers_;
   // Timers scheduled by the effect being applied, to take back if it fails.
   std::optional<std::vector<Timers::iterator>> scheduledInEffect_;
+  // How to take back what the effect being applied did outside the repositories and files.
+  std::optional<std::vector<std::function<void()>>> undoInEffect_;
   std::map<Repository::Id, std::uint64_t> runningSince_;
   std::map<std::wstring, std::uint16_t, LessNoCase> checkpointConsistency_;
   VirtualDisks disks_;

@@ -1,5 +1,6 @@
 // How the image management service answers for disk files and their changes.
 #include <algorithm>
+#include <utility>
 
 #include "simhost/hyperv_model.h"
 #include "simhost/instance_text.h"
@@ -103,7 +104,7 @@ std::uint32_t RefuseTrackingId(MethodCall& call, const std::wstring& path,
 
 std::uint32_t GetVirtualDiskChanges(MethodCall& call) {
   const std::wstring path = call.In(L"Path").AsWideString();
-  const VirtualDisk* disk = call.host.Disks().Find(path);
+  const VirtualDisk* disk = std::as_const(call.host.Disks()).Find(path);
   if (disk == nullptr) {
     return kFileNotFound;
   }
@@ -123,9 +124,9 @@ std::uint32_t GetVirtualDiskChanges(MethodCall& call) {
   if (!checked.sequence) {
     return RefuseTrackingId(call, path, limitId, checked.refusal);
   }
-  const auto blocks =
-      ChangedBlocks(*call.host.Disks().LogOf(path), *checked.sequence, offset, offset + length,
-                    std::max<std::uint64_t>(1, call.host.Settings().changeTrackingBlockSize), size);
+  const auto blocks = ChangedBlocks(
+      *std::as_const(call.host.Disks()).LogOf(path), *checked.sequence, offset, offset + length,
+      std::max<std::uint64_t>(1, call.host.Settings().changeTrackingBlockSize), size);
   const std::size_t limit = std::max<std::uint32_t>(1, call.host.Settings().changeRangesPerPass);
   const std::size_t count = std::min(blocks.size(), limit);
   std::vector<std::wstring> offsets;

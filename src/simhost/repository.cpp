@@ -76,6 +76,8 @@ Repository::Id Repository::Create(std::wstring_view className, const PropertyLis
 
 void Repository::Insert(Id id, Instance instance) {
   std::wstring identity = IdentityOf(instance);
+  byClass_[instance.cls].insert(id);
+  IndexValues(id, instance, true);
   instances_.emplace(id, std::move(instance));
   if (!identity.empty()) {
     byIdentity_.emplace(std::move(identity), id);
@@ -85,8 +87,58 @@ void Repository::Insert(Id id, Instance instance) {
 
 void Repository::Erase(Id id) {
   IndexReferences(id, false);
-  byIdentity_.erase(IdentityOf(instances_.at(id)));
+  const Instance& instance = instances_.at(id);
+  byIdentity_.erase(IdentityOf(instance));
+  byClass_[instance.cls].erase(id);
+  IndexValues(id, instance, false);
   instances_.erase(id);
+}
+
+bool Repository::IsIndexed(std::wstring_view property) {
+  for (const wchar_t* indexed :
+       {L"InstanceID", L"Name", L"ConfigurationID", L"VirtualSystemIdentifier", L"DeviceID",
+        L"ElementName", L"Caption"}) {
+    if (EqualsNoCase(property, indexed)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+namespace {
+
+std::wstring ValueKey(std::wstring_view property, std::wstring_view value) {
+  return ToLower(std::wstring(property)) + L'\n' + ToLower(std::wstring(value));
+}
+
+}  // namespace
+
+void Repository::IndexValue(Id id, std::wstring_view property, const WmiValue& value, bool add) {
+  if (value.IsNull() || value.IsArray() || !IsIndexed(property)) {
+    return;
+  }
+  const std::wstring key = ValueKey(property, value.AsWideString());
+  if (add) {
+    byValue_[key].insert(id);
+  } else if (const auto found = byValue_.find(key); found != byValue_.end()) {
+    found->second.erase(id);
+    if (found->second.empty()) {
+      byValue_.erase(found);
+    }
+  }
+}
+
+void Repository::IndexValues(Id id, const Instance& instance, bool add) {
+  for (const auto& [name, value] : instance.properties) {
+    IndexValue(id, name, value, add);
+  }
+}
+
+std::vector<Repository::Id> Repository::WithValue(std::wstring_view property,
+                                                  std::wstring_view value) const {
+  const auto found = byValue_.find(ValueKey(property, value));
+  return found == byValue_.end() ? std::vector<Id>{}
+                                 : std::vector<Id>(found->second.begin(), found->second.end());
 }
 
 void Repository::Remember(Id id) {
@@ -155,6 +207,8 @@ void Repository::Set(Id id, std::wstring_view name, const WmiValue& value) {
   if (reference) {
     IndexReferences(id, false);
   }
+  IndexValue(id, property.name, instance.Get(property.name), false);
+  IndexValue(id, property.name, converted, true);
   if (converted.IsNull()) {
     instance.properties.erase(std::wstring(property.name));
   } else {
@@ -171,6 +225,8 @@ void Repository::SetUnchecked(Id id, std::wstring_view name, WmiValue value) {
     ThrowIfWmiFailed(status::kWbemNotFound);
   }
   Remember(id);
+  IndexValue(id, name, found->second.Get(name), false);
+  IndexValue(id, name, value, true);
   found->second.properties[std::wstring(name)] = std::move(value);
 }
 
@@ -242,11 +298,12 @@ std::wstring Repository::FullPath(Id id) const {
 
 std::vector<Repository::Id> Repository::Enumerate(const ClassDef& cls) const {
   std::vector<Id> ids;
-  for (const auto& [id, instance] : instances_) {
-    if (Schema::Instance().IsA(*instance.cls, cls.name)) {
-      ids.push_back(id);
+  for (const ClassDef* each : Schema::Instance().SelfAndDescendants(cls)) {
+    if (const auto found = byClass_.find(each); found != byClass_.end()) {
+      ids.insert(ids.end(), found->second.begin(), found->second.end());
     }
   }
+  std::sort(ids.begin(), ids.end());
   return ids;
 }
 

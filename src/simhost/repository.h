@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -73,6 +74,11 @@ class Repository {
 
   // Instances of the class and its subclasses, in creation order.
   std::vector<Id> Enumerate(const ClassDef& cls) const;
+  // Whether the repository keeps an index of the property's values (the identifiers clients
+  // look objects up by), and the instances whose value is `value` compared without case, in
+  // creation order. A superset of the exact matches, to be filtered by the caller.
+  static bool IsIndexed(std::wstring_view property);
+  std::vector<Id> WithValue(std::wstring_view property, std::wstring_view value) const;
   std::vector<Id> All() const;
   // Associations that refer to the object, in creation order.
   std::vector<Link> LinksOf(Id id) const;
@@ -85,6 +91,8 @@ class Repository {
   void Remember(Id id);
   void Insert(Id id, Instance instance);
   void Erase(Id id);
+  void IndexValues(Id id, const Instance& instance, bool add);
+  void IndexValue(Id id, std::wstring_view property, const WmiValue& value, bool add);
 
   std::wstring server_;
   std::wstring nameSpace_;
@@ -92,6 +100,9 @@ class Repository {
   std::map<Id, Instance> instances_;
   std::unordered_map<std::wstring, Id> byIdentity_;
   std::unordered_multimap<std::wstring, std::pair<Id, std::wstring>> referencedBy_;
+  std::unordered_map<const ClassDef*, std::set<Id>> byClass_;
+  // Indexed property (lower case) and value (folded) -> instances.
+  std::unordered_map<std::wstring, std::set<Id>> byValue_;
   struct OpenChange {
     Id nextId;
     std::map<Id, std::optional<Instance>> before;  // nothing: the instance did not exist

@@ -152,6 +152,9 @@ Schema::Schema() {
   for (const auto& cls : classes_) {
     index_.emplace(cls.name, &cls);
   }
+  for (auto& cls : classes_) {
+    cls.parent = cls.superclass.empty() ? nullptr : FindClass(cls.superclass);
+  }
   for (const auto& cls : classes_) {
     std::map<std::wstring_view, const MemberDef*, LessNoCase> byName;
     for (const ClassDef* c = &cls; c != nullptr; c = Superclass(*c)) {
@@ -178,12 +181,17 @@ const ClassDef* Schema::FindClass(std::wstring_view name) const {
 }
 
 const ClassDef* Schema::Superclass(const ClassDef& cls) const {
-  return cls.superclass.empty() ? nullptr : FindClass(cls.superclass);
+  return cls.parent;
 }
 
 bool Schema::IsA(const ClassDef& cls, std::wstring_view ancestor) const {
-  for (const ClassDef* c = &cls; c != nullptr; c = Superclass(*c)) {
-    if (EqualsNoCase(c->name, ancestor)) {
+  const ClassDef* named = FindClass(ancestor);
+  return named != nullptr && IsA(cls, *named);
+}
+
+bool Schema::IsA(const ClassDef& cls, const ClassDef& ancestor) const {
+  for (const ClassDef* c = &cls; c != nullptr; c = c->parent) {
+    if (c == &ancestor) {
       return true;
     }
   }

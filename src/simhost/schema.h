@@ -58,6 +58,7 @@ struct ClassDef {
   std::vector<std::wstring> keys;
   std::vector<MemberDef> properties;
   std::vector<MethodDef> methods;
+  const ClassDef* parent = nullptr;  // the superclass, resolved once the table is read
 };
 
 // The CIM type's text in CIM-XML and MOF ("uint16", "datetime", "object", ...).
@@ -73,6 +74,7 @@ class Schema {
   const ClassDef* FindClass(std::wstring_view name) const;
   // Whether `cls` is `ancestor` or derives from it.
   bool IsA(const ClassDef& cls, std::wstring_view ancestor) const;
+  bool IsA(const ClassDef& cls, const ClassDef& ancestor) const;
   const ClassDef* Superclass(const ClassDef& cls) const;
   // Superclass names, nearest first.
   std::vector<std::wstring> Derivation(const ClassDef& cls) const;

@@ -7,6 +7,7 @@ namespace quorvane::sim {
 
 void VirtualDisks::Add(VirtualDisk disk, const std::wstring& trackingGuid) {
   const std::wstring path = disk.path;
+  Remember(path);
   const bool tracked = disk.format != 2;
   disks_[path] = std::move(disk);
   if (tracked) {
@@ -27,6 +28,7 @@ void VirtualDisks::Restore(std::vector<VirtualDisk> disks,
 }
 
 void VirtualDisks::Remove(const std::wstring& path) {
+  Remember(path);
   logs_.erase(path);
   disks_.erase(path);
 }
@@ -37,6 +39,7 @@ const VirtualDisk* VirtualDisks::Find(const std::wstring& path) const {
 }
 
 VirtualDisk* VirtualDisks::Find(const std::wstring& path) {
+  Remember(path);
   const auto found = disks_.find(path);
   return found == disks_.end() ? nullptr : &found->second;
 }
@@ -77,6 +80,7 @@ std::wstring VirtualDisks::LeafOf(const std::wstring& path) const {
 }
 
 ChangeLog* VirtualDisks::LogOf(const std::wstring& path) {
+  Remember(path);
   const auto found = logs_.find(path);
   return found == logs_.end() ? nullptr : &found->second;
 }
@@ -144,10 +148,51 @@ void VirtualDisks::Merge(const std::wstring& path) {
   }
   for (auto& [otherPath, other] : disks_) {
     if (EqualsNoCase(other.parentPath, path)) {
+      Remember(otherPath);
       other.parentPath = parent;
     }
   }
   Remove(path);
+}
+
+void VirtualDisks::Remember(const std::wstring& path) {
+  if (!change_ || change_->count(path) != 0) {
+    return;
+  }
+  Before before;
+  if (const auto disk = disks_.find(path); disk != disks_.end()) {
+    before.disk = disk->second;
+  }
+  if (const auto log = logs_.find(path); log != logs_.end()) {
+    before.log = log->second;
+  }
+  change_->emplace(path, std::move(before));
+}
+
+void VirtualDisks::BeginChange() {
+  change_.emplace();
+}
+
+void VirtualDisks::Commit() {
+  change_.reset();
+}
+
+void VirtualDisks::RollBack() {
+  if (!change_) {
+    return;
+  }
+  auto change = std::move(*change_);
+  change_.reset();
+  for (auto& [path, before] : change) {
+    disks_.erase(path);
+    logs_.erase(path);
+    if (before.disk) {
+      disks_.emplace(path, std::move(*before.disk));
+    }
+    if (before.log) {
+      logs_.emplace(path, std::move(*before.log));
+    }
+  }
 }
 
 std::optional<TrackingId> ParseTrackingId(const std::wstring& text) {

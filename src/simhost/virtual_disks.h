@@ -83,7 +83,20 @@ class VirtualDisks {
   // uses the parent, and the file is gone.
   void Merge(const std::wstring& path);
 
+  // A change made of several steps: after BeginChange every file the host touches is
+  // remembered as it was, so that RollBack restores all of it.
+  void BeginChange();
+  void Commit();
+  void RollBack();
+
  private:
+  void Remember(const std::wstring& path);
+  struct Before {
+    std::optional<VirtualDisk> disk;
+    std::optional<ChangeLog> log;
+  };
+  std::optional<std::map<std::wstring, Before, LessNoCase>> change_;
+
   std::map<std::wstring, VirtualDisk, LessNoCase> disks_;
   std::map<std::wstring, ChangeLog, LessNoCase> logs_;
 };
