@@ -178,8 +178,10 @@ std::wstring PathIdentity(const ObjectPath& path) {
   auto keys = path.keys;
   for (auto& [name, value] : keys) {
     name = ToLower(name);
-    // Keys of associations are paths themselves; they may be written in any form too.
-    const auto nested = ParseObjectPath(value);
+    // Keys of associations are paths themselves; they may be written in any form too. A path
+    // names its keys with '=', which plain identifiers lack.
+    const auto nested =
+        value.find(L'=') == std::wstring::npos ? std::nullopt : ParseObjectPath(value);
     value = nested && !nested->keys.empty() ? PathIdentity(*nested) : ToLower(value);
   }
   SortKeys(keys);

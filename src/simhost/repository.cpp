@@ -70,25 +70,26 @@ Repository::Id Repository::Create(std::wstring_view className, const PropertyLis
   }
   const Id id = nextId_++;
   Remember(id);
-  Insert(id, std::move(instance));
+  Insert(id, std::move(instance), std::move(identity));
   return id;
 }
 
-void Repository::Insert(Id id, Instance instance) {
-  std::wstring identity = IdentityOf(instance);
+void Repository::Insert(Id id, Instance instance, std::wstring identity) {
   byClass_[instance.cls].insert(id);
   IndexValues(id, instance, true);
   instances_.emplace(id, std::move(instance));
   if (!identity.empty()) {
-    byIdentity_.emplace(std::move(identity), id);
+    byIdentity_.emplace(identity, id);
   }
+  identities_.emplace(id, std::move(identity));
   IndexReferences(id, true);
 }
 
 void Repository::Erase(Id id) {
   IndexReferences(id, false);
   const Instance& instance = instances_.at(id);
-  byIdentity_.erase(IdentityOf(instance));
+  byIdentity_.erase(identities_.at(id));
+  identities_.erase(id);
   byClass_[instance.cls].erase(id);
   IndexValues(id, instance, false);
   instances_.erase(id);
@@ -173,7 +174,8 @@ void Repository::RollBack() {
   for (const bool associations : {false, true}) {
     for (auto& [id, before] : change.before) {
       if (before && before->cls->isAssociation == associations) {
-        Insert(id, std::move(*before));
+        std::wstring identity = IdentityOf(*before);
+        Insert(id, std::move(*before), std::move(identity));
       }
     }
   }
@@ -317,7 +319,8 @@ std::vector<Repository::Id> Repository::All() const {
 }
 
 std::vector<Repository::Link> Repository::LinksOf(Id id) const {
-  const std::wstring identity = IdentityOf(Get(id));
+  Get(id);  // raises for an unknown object
+  const std::wstring& identity = identities_.at(id);
   std::vector<std::pair<Id, std::wstring>> referring;
   const auto range = referencedBy_.equal_range(identity);
   for (auto it = range.first; it != range.second; ++it) {
@@ -370,8 +373,7 @@ void Repository::IndexReferences(Id id, bool add) {
       continue;
     }
     const auto resolved = Find(*target);
-    const std::wstring identity =
-        resolved ? IdentityOf(instances_.at(*resolved)) : IdentityOfPath(*target);
+    const std::wstring identity = resolved ? identities_.at(*resolved) : IdentityOfPath(*target);
     if (add) {
       referencedBy_.emplace(identity, std::make_pair(id, std::wstring(property->name)));
       continue;

@@ -89,7 +89,7 @@ class Repository {
   void IndexReferences(Id id, bool add);
   // Notes the instance as it is before the open change first touches it.
   void Remember(Id id);
-  void Insert(Id id, Instance instance);
+  void Insert(Id id, Instance instance, std::wstring identity);
   void Erase(Id id);
   void IndexValues(Id id, const Instance& instance, bool add);
   void IndexValue(Id id, std::wstring_view property, const WmiValue& value, bool add);
@@ -101,6 +101,7 @@ class Repository {
   std::unordered_map<std::wstring, Id> byIdentity_;
   std::unordered_multimap<std::wstring, std::pair<Id, std::wstring>> referencedBy_;
   std::unordered_map<const ClassDef*, std::set<Id>> byClass_;
+  std::unordered_map<Id, std::wstring> identities_;  // each instance's, worked out once
   // Indexed property (lower case) and value (folded) -> instances.
   std::unordered_map<std::wstring, std::set<Id>> byValue_;
   struct OpenChange {
