@@ -50,6 +50,11 @@ Repository::Repository(std::wstring server, std::wstring nameSpace)
     : server_(std::move(server)), nameSpace_(std::move(nameSpace)) {}
 
 Repository::Id Repository::Create(std::wstring_view className, const PropertyList& properties) {
+  return CreateWith(className, properties, {});
+}
+
+Repository::Id Repository::CreateWith(std::wstring_view className, const PropertyList& properties,
+                                      const KnownEnds& ends) {
   Instance instance;
   instance.cls = &RequireClass(className);
   for (const auto& [name, value] : properties) {
@@ -64,17 +69,37 @@ Repository::Id Repository::Create(std::wstring_view className, const PropertyLis
       ThrowIfWmiFailed(status::kWbemInvalidParameter);
     }
   }
-  std::wstring identity = IdentityOf(instance);
+  std::wstring identity = IdentityWith(instance, ends);
   if (!identity.empty() && byIdentity_.count(identity) != 0) {
     ThrowIfWmiFailed(kAlreadyExists);
   }
   const Id id = nextId_++;
   Remember(id);
-  Insert(id, std::move(instance), std::move(identity));
+  Insert(id, std::move(instance), std::move(identity), ends);
   return id;
 }
 
-void Repository::Insert(Id id, Instance instance, std::wstring identity) {
+// An association whose keys are the references to its ends is identified by the ends'
+// identities, the same text IdentityOf works out by reading the references back.
+std::wstring Repository::IdentityWith(const Instance& instance, const KnownEnds& ends) const {
+  std::vector<std::pair<std::wstring, std::wstring>> keys;
+  for (const auto& key : Schema::Instance().Keys(*instance.cls)) {
+    const auto end = std::find_if(ends.begin(), ends.end(),
+                                  [&](const auto& known) { return EqualsNoCase(known.first, key); });
+    if (end == ends.end()) {
+      return IdentityOf(instance);
+    }
+    keys.emplace_back(ToLower(key), identities_.at(end->second));
+  }
+  std::sort(keys.begin(), keys.end());
+  std::wstring out = ToLower(instance.cls->name);
+  for (const auto& [name, value] : keys) {
+    out += L"|" + name + L"=" + value;
+  }
+  return keys.empty() ? IdentityOf(instance) : out;
+}
+
+void Repository::Insert(Id id, Instance instance, std::wstring identity, const KnownEnds& ends) {
   byClass_[instance.cls].insert(id);
   IndexValues(id, instance, true);
   instances_.emplace(id, std::move(instance));
@@ -82,7 +107,7 @@ void Repository::Insert(Id id, Instance instance, std::wstring identity) {
     byIdentity_.emplace(identity, id);
   }
   identities_.emplace(id, std::move(identity));
-  IndexReferences(id, true);
+  IndexReferences(id, true, ends);
 }
 
 void Repository::Erase(Id id) {
@@ -187,7 +212,7 @@ Repository::Id Repository::Associate(std::wstring_view className, std::wstring_v
   PropertyList properties = extra;
   properties.emplace_back(role1, WmiValue::String(FullPath(end1)));
   properties.emplace_back(role2, WmiValue::String(FullPath(end2)));
-  return Create(className, properties);
+  return CreateWith(className, properties, {{role1, end1}, {role2, end2}});
 }
 
 void Repository::Set(Id id, std::wstring_view name, const WmiValue& value) {
@@ -359,7 +384,7 @@ std::wstring Repository::IdentityOfPath(ObjectPath path) const {
   return PathIdentity(path);
 }
 
-void Repository::IndexReferences(Id id, bool add) {
+void Repository::IndexReferences(Id id, bool add, const KnownEnds& ends) {
   const Instance& instance = instances_.at(id);
   if (!instance.cls->isAssociation) {
     return;
@@ -368,12 +393,20 @@ void Repository::IndexReferences(Id id, bool add) {
     if (property->type != CimType::Reference) {
       continue;
     }
-    const auto target = ParseObjectPath(instance.Get(property->name).AsWideString());
-    if (!target) {
-      continue;
+    const auto known = std::find_if(ends.begin(), ends.end(), [&](const auto& end) {
+      return EqualsNoCase(end.first, property->name);
+    });
+    std::wstring identity;
+    if (known != ends.end()) {
+      identity = identities_.at(known->second);
+    } else {
+      const auto target = ParseObjectPath(instance.Get(property->name).AsWideString());
+      if (!target) {
+        continue;
+      }
+      const auto resolved = Find(*target);
+      identity = resolved ? identities_.at(*resolved) : IdentityOfPath(*target);
     }
-    const auto resolved = Find(*target);
-    const std::wstring identity = resolved ? identities_.at(*resolved) : IdentityOfPath(*target);
     if (add) {
       referencedBy_.emplace(identity, std::make_pair(id, std::wstring(property->name)));
       continue;

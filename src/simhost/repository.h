@@ -86,10 +86,15 @@ class Repository {
  private:
   std::wstring IdentityOf(const Instance& instance) const;
   std::wstring IdentityOfPath(ObjectPath path) const;
-  void IndexReferences(Id id, bool add);
+  // The objects an association being made refers to, by role: known, so not looked up again.
+  using KnownEnds = std::vector<std::pair<std::wstring_view, Id>>;
+  Id CreateWith(std::wstring_view className, const PropertyList& properties,
+                const KnownEnds& ends);
+  std::wstring IdentityWith(const Instance& instance, const KnownEnds& ends) const;
+  void IndexReferences(Id id, bool add, const KnownEnds& ends = {});
   // Notes the instance as it is before the open change first touches it.
   void Remember(Id id);
-  void Insert(Id id, Instance instance, std::wstring identity);
+  void Insert(Id id, Instance instance, std::wstring identity, const KnownEnds& ends = {});
   void Erase(Id id);
   void IndexValues(Id id, const Instance& instance, bool add);
   void IndexValue(Id id, std::wstring_view property, const WmiValue& value, bool add);

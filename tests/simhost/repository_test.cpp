@@ -50,8 +50,17 @@ TEST_F(RepositoryTest, DeletingAnObjectTakesItsAssociationsAlong) {
   const auto machine = Machine(L"VM");
   const auto first = Settings(L"1");
   const auto second = Settings(L"2");
-  repository_.Associate(L"Msvm_SnapshotOfVirtualSystem", L"Antecedent", machine, L"Dependent",
-                        second);
+  const auto snapshotOf = repository_.Associate(L"Msvm_SnapshotOfVirtualSystem", L"Antecedent",
+                                                machine, L"Dependent", second);
+  // Found again by its path, in which the ends are written differently from how it was made.
+  auto path = repository_.RelativePath(snapshotOf);
+  EXPECT_EQ(repository_.Find(ToLower(path)), snapshotOf);
+  EXPECT_THROW(
+      repository_.Create(L"Msvm_SnapshotOfVirtualSystem",
+                         {{L"Antecedent", WmiValue::String(ToLower(repository_.FullPath(machine)))},
+                          {L"Dependent", WmiValue::String(repository_.RelativePath(second))}}),
+      DefaultException)
+      << "the same association twice";
   repository_.Associate(L"Msvm_SettingsDefineState", L"ManagedElement", machine, L"SettingData",
                         first);
   const auto links = repository_.LinksOf(machine);
