@@ -41,41 +41,6 @@ std::uint32_t GetVirtualHardDiskSettingData(MethodCall& call) {
   return call.Complete(0, [](JobContext&) {});
 }
 
-struct Range {
-  std::uint64_t begin;
-  std::uint64_t end;
-};
-
-// Changed blocks since `sequence` within [from, to), merged, in disk order.
-std::vector<Range> ChangedBlocks(const ChangeLog& log, std::uint64_t sequence, std::uint64_t from,
-                                 std::uint64_t to, std::uint64_t blockSize, std::uint64_t size) {
-  std::vector<Range> ranges;
-  for (const auto& write : log.writes) {
-    if (write.sequence <= sequence || write.length == 0) {
-      continue;
-    }
-    std::uint64_t begin = write.offset / blockSize * blockSize;
-    std::uint64_t end =
-        std::min(size, (write.offset + write.length + blockSize - 1) / blockSize * blockSize);
-    begin = std::max(begin, from);
-    end = std::min(end, to);
-    if (begin < end) {
-      ranges.push_back({begin, end});
-    }
-  }
-  std::sort(ranges.begin(), ranges.end(),
-            [](const Range& a, const Range& b) { return a.begin < b.begin; });
-  std::vector<Range> merged;
-  for (const auto& range : ranges) {
-    if (!merged.empty() && range.begin <= merged.back().end) {
-      merged.back().end = std::max(merged.back().end, range.end);
-    } else {
-      merged.push_back(range);
-    }
-  }
-  return merged;
-}
-
 // The system's text for each refusal, and its status.
 std::wstring RefusalText(TrackingRefusal refusal) {
   switch (refusal) {
@@ -124,21 +89,26 @@ std::uint32_t GetVirtualDiskChanges(MethodCall& call) {
   if (!checked.sequence) {
     return RefuseTrackingId(call, path, limitId, checked.refusal);
   }
-  const auto blocks = ChangedBlocks(
-      *std::as_const(call.host.Disks()).LogOf(path), *checked.sequence, offset, offset + length,
+  const std::uint64_t to = offset + length;
+  const auto& blocks = call.host.Disks().ChangedBlocks(
+      path, *checked.sequence,
       std::max<std::uint64_t>(1, call.host.Settings().changeTrackingBlockSize), size);
   const std::size_t limit = std::max<std::uint32_t>(1, call.host.Settings().changeRangesPerPass);
-  const std::size_t count = std::min(blocks.size(), limit);
+  // The blocks this pass covers, clipped to the asked window, from where the last pass ended.
+  auto block = std::upper_bound(blocks.begin(), blocks.end(), offset,
+                                [](std::uint64_t at, const ChangedBlock& b) { return at < b.end; });
   std::vector<std::wstring> offsets;
   std::vector<std::wstring> lengths;
-  offsets.reserve(count);
-  lengths.reserve(count);
-  for (std::size_t i = 0; i < count; ++i) {
-    offsets.push_back(std::to_wstring(blocks[i].begin));
-    lengths.push_back(std::to_wstring(blocks[i].end - blocks[i].begin));
+  std::uint64_t lastEnd = offset;
+  for (; block != blocks.end() && block->begin < to && offsets.size() < limit; ++block) {
+    const std::uint64_t begin = std::max(block->begin, offset);
+    lastEnd = std::min(block->end, to);
+    offsets.push_back(std::to_wstring(begin));
+    lengths.push_back(std::to_wstring(lastEnd - begin));
   }
+  const bool more = block != blocks.end() && block->begin < to;
   // A pass that stops early reports how far it got: up to the end of its last range.
-  const std::uint64_t processed = count < blocks.size() ? blocks[count - 1].end - offset : length;
+  const std::uint64_t processed = more ? lastEnd - offset : length;
   call.out[L"ProcessedByteLength"] = WmiValue::UInt64(processed);
   call.out[L"ChangedByteOffsets"] = WmiValue::Array(std::move(offsets));
   call.out[L"ChangedByteLengths"] = WmiValue::Array(std::move(lengths));

@@ -84,8 +84,9 @@ Repository::Id Repository::CreateWith(std::wstring_view className, const Propert
 std::wstring Repository::IdentityWith(const Instance& instance, const KnownEnds& ends) const {
   std::vector<std::pair<std::wstring, std::wstring>> keys;
   for (const auto& key : Schema::Instance().Keys(*instance.cls)) {
-    const auto end = std::find_if(ends.begin(), ends.end(),
-                                  [&](const auto& known) { return EqualsNoCase(known.first, key); });
+    const auto end = std::find_if(ends.begin(), ends.end(), [&](const auto& known) {
+      return EqualsNoCase(known.first, key);
+    });
     if (end == ends.end()) {
       return IdentityOf(instance);
     }

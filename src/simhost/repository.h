@@ -88,8 +88,7 @@ class Repository {
   std::wstring IdentityOfPath(ObjectPath path) const;
   // The objects an association being made refers to, by role: known, so not looked up again.
   using KnownEnds = std::vector<std::pair<std::wstring_view, Id>>;
-  Id CreateWith(std::wstring_view className, const PropertyList& properties,
-                const KnownEnds& ends);
+  Id CreateWith(std::wstring_view className, const PropertyList& properties, const KnownEnds& ends);
   std::wstring IdentityWith(const Instance& instance, const KnownEnds& ends) const;
   void IndexReferences(Id id, bool add, const KnownEnds& ends = {});
   // Notes the instance as it is before the open change first touches it.

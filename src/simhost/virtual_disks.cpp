@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <utility>
 
 namespace quorvane::sim {
 
@@ -9,6 +10,7 @@ void VirtualDisks::Add(VirtualDisk disk, const std::wstring& trackingGuid) {
   const std::wstring path = disk.path;
   Remember(path);
   const bool tracked = disk.format != 2;
+  lastAnswer_.reset();
   disks_[path] = std::move(disk);
   if (tracked) {
     ChangeLog log;
@@ -19,6 +21,7 @@ void VirtualDisks::Add(VirtualDisk disk, const std::wstring& trackingGuid) {
 
 void VirtualDisks::Restore(std::vector<VirtualDisk> disks,
                            std::map<std::wstring, ChangeLog, LessNoCase> logs) {
+  lastAnswer_.reset();
   disks_.clear();
   for (auto& disk : disks) {
     const std::wstring path = disk.path;
@@ -29,6 +32,7 @@ void VirtualDisks::Restore(std::vector<VirtualDisk> disks,
 
 void VirtualDisks::Remove(const std::wstring& path) {
   Remember(path);
+  lastAnswer_.reset();
   logs_.erase(path);
   disks_.erase(path);
 }
@@ -127,6 +131,42 @@ VirtualDisks::Checked VirtualDisks::CheckTrackingId(const std::wstring& path,
   return {parsed->sequence, TrackingRefusal::Missing};
 }
 
+const std::vector<ChangedBlock>& VirtualDisks::ChangedBlocks(const std::wstring& path,
+                                                             std::uint64_t sequence,
+                                                             std::uint64_t blockSize,
+                                                             std::uint64_t size) {
+  const ChangeLog* log = std::as_const(*this).LogOf(path);
+  const std::size_t writes = log == nullptr ? 0 : log->writes.size();
+  if (lastAnswer_ && EqualsNoCase(lastAnswer_->path, path) && lastAnswer_->sequence == sequence &&
+      lastAnswer_->blockSize == blockSize && lastAnswer_->size == size &&
+      lastAnswer_->writes == writes) {
+    return lastAnswer_->blocks;
+  }
+  std::vector<ChangedBlock> blocks;
+  for (std::size_t i = 0; i < writes; ++i) {
+    const auto& write = log->writes[i];
+    if (write.sequence <= sequence || write.length == 0 || write.offset >= size) {
+      continue;
+    }
+    const std::uint64_t begin = write.offset / blockSize * blockSize;
+    const std::uint64_t last = write.offset + (write.length - 1);
+    const std::uint64_t end = std::min(size, (last / blockSize + 1) * blockSize);
+    blocks.push_back({begin, end});
+  }
+  std::sort(blocks.begin(), blocks.end(),
+            [](const ChangedBlock& a, const ChangedBlock& b) { return a.begin < b.begin; });
+  std::vector<ChangedBlock> merged;
+  for (const auto& block : blocks) {
+    if (!merged.empty() && block.begin <= merged.back().end) {
+      merged.back().end = std::max(merged.back().end, block.end);
+    } else {
+      merged.push_back(block);
+    }
+  }
+  lastAnswer_ = ChangedBlocksAnswer{path, sequence, blockSize, size, writes, std::move(merged)};
+  return lastAnswer_->blocks;
+}
+
 void VirtualDisks::Expire(const std::wstring& path) {
   if (ChangeLog* log = LogOf(path)) {
     log->validFrom = log->sequence;
@@ -183,6 +223,7 @@ void VirtualDisks::RollBack() {
   }
   auto change = std::move(*change_);
   change_.reset();
+  lastAnswer_.reset();
   for (auto& [path, before] : change) {
     disks_.erase(path);
     logs_.erase(path);

@@ -37,6 +37,12 @@ struct ChangeLog {
   std::vector<Write> writes;
 };
 
+// A disk's changed byte ranges since one identifier: whole blocks, merged, in disk order.
+struct ChangedBlock {
+  std::uint64_t begin;
+  std::uint64_t end;
+};
+
 // Why an identifier cannot serve as the base of a change query.
 enum class TrackingRefusal {
   Disabled,  // the file keeps no change tracking (VHD format)
@@ -77,6 +83,10 @@ class VirtualDisks {
     TrackingRefusal refusal = TrackingRefusal::Missing;
   };
   Checked CheckTrackingId(const std::wstring& path, const std::wstring& id) const;
+  // The file's changed blocks since `sequence`, worked out once for as long as the file takes
+  // no writes: a change query asks pass after pass over the same answer.
+  const std::vector<ChangedBlock>& ChangedBlocks(const std::wstring& path, std::uint64_t sequence,
+                                                 std::uint64_t blockSize, std::uint64_t size);
   // Makes every identifier of the file issued so far unknown.
   void Expire(const std::wstring& path);
   // Folds a differencing file into its parent: the parent takes its writes, whatever used it
@@ -96,6 +106,15 @@ class VirtualDisks {
     std::optional<ChangeLog> log;
   };
   std::optional<std::map<std::wstring, Before, LessNoCase>> change_;
+  struct ChangedBlocksAnswer {
+    std::wstring path;
+    std::uint64_t sequence = 0;
+    std::uint64_t blockSize = 0;
+    std::uint64_t size = 0;
+    std::size_t writes = 0;
+    std::vector<ChangedBlock> blocks;
+  };
+  std::optional<ChangedBlocksAnswer> lastAnswer_;
 
   std::map<std::wstring, VirtualDisk, LessNoCase> disks_;
   std::map<std::wstring, ChangeLog, LessNoCase> logs_;
