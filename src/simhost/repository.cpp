@@ -50,7 +50,25 @@ Repository::Repository(std::wstring server, std::wstring nameSpace)
     : server_(std::move(server)), nameSpace_(std::move(nameSpace)) {}
 
 Repository::Id Repository::Create(std::wstring_view className, const PropertyList& properties) {
-  return CreateWith(className, properties, {});
+  const ClassDef& cls = RequireClass(className);
+  if (!cls.isAssociation) {
+    return CreateWith(className, properties, {});
+  }
+  // The ends an association's references name, each looked up once. A reference that names
+  // its object by another class than the object's own is left to be read back as written.
+  KnownEnds ends;
+  for (const auto& [name, value] : properties) {
+    const MemberDef* property = Schema::Instance().FindProperty(cls, name);
+    if (property == nullptr || property->type != CimType::Reference || value.IsNull()) {
+      continue;
+    }
+    const auto path = ParseObjectPath(value.AsWideString());
+    const auto end = path ? Find(*path) : std::nullopt;
+    if (end && EqualsNoCase(Get(*end).cls->name, path->className)) {
+      ends.emplace_back(property->name, *end);
+    }
+  }
+  return CreateWith(className, properties, ends);
 }
 
 Repository::Id Repository::CreateWith(std::wstring_view className, const PropertyList& properties,
