@@ -362,6 +362,20 @@ std::vector<Repository::Id> Repository::All() const {
   return ids;
 }
 
+std::optional<Repository::Id> Repository::CachedEnd(Id association,
+                                                    std::wstring_view property) const {
+  const auto found = endsOf_.find(association);
+  if (found == endsOf_.end()) {
+    return std::nullopt;
+  }
+  for (const auto& [name, end] : found->second) {
+    if (EqualsNoCase(name, property) && Contains(end)) {
+      return end;
+    }
+  }
+  return std::nullopt;
+}
+
 std::vector<Repository::Link> Repository::LinksOf(Id id) const {
   Get(id);  // raises for an unknown object
   const std::wstring& identity = identities_.at(id);
@@ -378,7 +392,10 @@ std::vector<Repository::Link> Repository::LinksOf(Id id) const {
       if (property->type != CimType::Reference || EqualsNoCase(property->name, role)) {
         continue;
       }
-      const auto endpoint = Find(link.Get(property->name).AsWideString());
+      auto endpoint = CachedEnd(association, property->name);
+      if (!endpoint) {
+        endpoint = Find(link.Get(property->name).AsWideString());
+      }
       if (endpoint) {
         links.push_back({association, role, *endpoint, std::wstring(property->name)});
       }
@@ -408,6 +425,9 @@ void Repository::IndexReferences(Id id, bool add, const KnownEnds& ends) {
   if (!instance.cls->isAssociation) {
     return;
   }
+  if (!add) {
+    endsOf_.erase(id);
+  }
   for (const MemberDef* property : Schema::Instance().Properties(*instance.cls)) {
     if (property->type != CimType::Reference) {
       continue;
@@ -416,15 +436,20 @@ void Repository::IndexReferences(Id id, bool add, const KnownEnds& ends) {
       return EqualsNoCase(end.first, property->name);
     });
     std::wstring identity;
+    std::optional<Id> resolved;
     if (known != ends.end()) {
+      resolved = known->second;
       identity = identities_.at(known->second);
     } else {
       const auto target = ParseObjectPath(instance.Get(property->name).AsWideString());
       if (!target) {
         continue;
       }
-      const auto resolved = Find(*target);
+      resolved = Find(*target);
       identity = resolved ? identities_.at(*resolved) : IdentityOfPath(*target);
+    }
+    if (add && resolved) {
+      endsOf_[id].emplace_back(property->name, *resolved);
     }
     if (add) {
       referencedBy_.emplace(identity, std::make_pair(id, std::wstring(property->name)));

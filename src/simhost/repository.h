@@ -91,6 +91,7 @@ class Repository {
   Id CreateWith(std::wstring_view className, const PropertyList& properties, const KnownEnds& ends);
   std::wstring IdentityWith(const Instance& instance, const KnownEnds& ends) const;
   void IndexReferences(Id id, bool add, const KnownEnds& ends = {});
+  std::optional<Id> CachedEnd(Id association, std::wstring_view property) const;
   // Notes the instance as it is before the open change first touches it.
   void Remember(Id id);
   void Insert(Id id, Instance instance, std::wstring identity, const KnownEnds& ends = {});
@@ -106,6 +107,8 @@ class Repository {
   std::unordered_multimap<std::wstring, std::pair<Id, std::wstring>> referencedBy_;
   std::unordered_map<const ClassDef*, std::set<Id>> byClass_;
   std::unordered_map<Id, std::wstring> identities_;  // each instance's, worked out once
+  // The objects an association's references named when it was stored, by property.
+  std::unordered_map<Id, std::vector<std::pair<std::wstring_view, Id>>> endsOf_;
   // Indexed property (lower case) and value (folded) -> instances.
   std::unordered_map<std::wstring, std::set<Id>> byValue_;
   struct OpenChange {
