@@ -7,6 +7,10 @@
 namespace quorvane {
 
 inline wchar_t FoldCase(wchar_t c) {
+  // Names and identifiers are nearly all ASCII: fold those without asking the C library.
+  if (c < 0x80) {
+    return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + (L'a' - L'A')) : c;
+  }
   return static_cast<wchar_t>(std::towlower(c));
 }
 
