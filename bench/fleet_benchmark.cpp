@@ -4,6 +4,7 @@
 // object, a whole inventory walk, a job after many jobs, and building and loading such a host.
 #include <benchmark/benchmark.h>
 
+#include <fstream>
 #include <map>
 #include <memory>
 #include <string>
@@ -144,8 +145,21 @@ void BM_BuildHost(benchmark::State& state) {
   }
 }
 
+// The process's peak resident memory so far (Linux).
+double PeakResidentBytes() {
+  std::ifstream status("/proc/self/status");
+  std::string line;
+  while (std::getline(status, line)) {
+    if (line.rfind("VmHWM:", 0) == 0) {
+      return std::stod(line.substr(6)) * 1024;
+    }
+  }
+  return 0;
+}
+
 void BM_LoadScenario(benchmark::State& state) {
   const std::string json = FleetOf(static_cast<int>(state.range(0))).host.ToJson();
+  const double peakBefore = PeakResidentBytes();
   for (auto _ : state) {
     auto host = std::make_unique<SimulatedHost>(SimulatedHost::FromJson(json));
     benchmark::DoNotOptimize(host.get());
@@ -154,6 +168,9 @@ void BM_LoadScenario(benchmark::State& state) {
     state.ResumeTiming();
   }
   state.counters["scenario_bytes"] = static_cast<double>(json.size());
+  // What loading added to the peak, per byte of scenario (the host it loaded included).
+  state.counters["peak_growth_per_byte"] =
+      (PeakResidentBytes() - peakBefore) / static_cast<double>(json.size());
 }
 
 }  // namespace
