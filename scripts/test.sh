@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Sets up a fresh Debian machine and runs every test: the normal build, a consumer project
 # against the installed library, the sanitizer build, the Windows DLL and the public suite
-# through it under Wine, the clang build, the class table's generator and the formatting check.
+# through it under Wine, the ThreadSanitizer build's thread tests, the clang build, the class
+# table's generator and the formatting check.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -53,6 +54,13 @@ rm -rf build-windows/call-logs && mkdir -p build-windows/call-logs
 QUORVANE_CALL_LOG_DIR="$PWD/build-windows/call-logs" scripts/run-wine-test.sh \
   "$PWD/build-windows/wineprefix" build-windows/bin/quorvane_public_tests_com.exe
 scripts/compare-call-logs.sh build/call-logs build-windows/call-logs
+
+# ThreadSanitizer: threads sharing one root and one simulated host, and the host's own threads.
+cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DQUORVANE_SANITIZE_THREAD=ON \
+  -DQUORVANE_BUILD_BENCHMARKS=OFF -DQUORVANE_BUILD_EXAMPLES=OFF -DQUORVANE_BUILD_CLI=OFF
+cmake --build build-tsan --parallel "$jobs" --target quorvane_tests quorvane_public_tests
+TSAN_OPTIONS=halt_on_error=1 build-tsan/tests/quorvane_public_tests --gtest_filter='Threads*'
+TSAN_OPTIONS=halt_on_error=1 build-tsan/tests/quorvane_tests --gtest_filter='*Threads*'
 
 # A second compiler: the whole tree builds with clang, warnings as errors.
 CXX=clang++ cmake -S . -B build-clang -G Ninja -DCMAKE_BUILD_TYPE=Debug
