@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cwchar>
 
+#include "quorvane/exceptions.h"
 #include "simhost/hyperv_model.h"
 
 namespace quorvane::sim {
@@ -11,6 +12,7 @@ constexpr std::int32_t kIdeType = 5;
 constexpr std::int32_t kScsiType = 6;
 constexpr std::uint32_t kIdeSlots = 2;
 constexpr std::uint32_t kScsiSlots = 64;
+constexpr std::size_t kMaxScsiControllers = 4;
 
 bool IsController(const Instance& part) {
   const auto type = part.Get(L"ResourceType");
@@ -119,21 +121,25 @@ namespace {
 
 std::pair<Repository::Id, std::uint32_t> FreePlace(HostCore& host, Repository::Id settings) {
   Repository& v2 = host.Namespace(kVirtualizationNamespace);
-  std::optional<Repository::Id> scsi;
+  std::vector<Repository::Id> scsi;
   for (const auto controller : ControllersOf(v2, settings)) {
     const bool ide = v2.Property(controller, L"ResourceType").AsInteger() == kIdeType;
-    if (!ide && !scsi) {
-      scsi = controller;
-    }
-    if (ide) {
-      if (const auto slot = FirstFreeSlot(v2, settings, controller, kIdeSlots)) {
-        return {controller, *slot};
-      }
+    if (!ide) {
+      scsi.push_back(controller);
+    } else if (const auto slot = FirstFreeSlot(v2, settings, controller, kIdeSlots)) {
+      return {controller, *slot};
     }
   }
-  const Repository::Id controller = scsi ? *scsi : AddScsiController(host, settings);
-  const auto slot = FirstFreeSlot(v2, settings, controller, kScsiSlots);
-  return {controller, slot ? *slot : kScsiSlots};
+  for (const auto controller : scsi) {
+    if (const auto slot = FirstFreeSlot(v2, settings, controller, kScsiSlots)) {
+      return {controller, *slot};
+    }
+  }
+  // Every SCSI controller is full: Hyper-V gives a machine up to four.
+  if (scsi.size() >= kMaxScsiControllers) {
+    throw DefaultException(kLibraryErrorCode, L"The machine has no free place for a drive");
+  }
+  return {AddScsiController(host, settings), 0};
 }
 
 }  // namespace

@@ -94,6 +94,22 @@ TEST_F(DisksTest, MissingDiskFileEndsTheListing) {
   EXPECT_EQ(e.GetErrorCode(), 32779u);
 }
 
+// A SCSI controller has 64 slots; the 65th disk goes on a second controller.
+TEST_F(DisksTest, MoreThan64DisksGetAnotherController) {
+  const auto machine = host_.AddMachine({.name = L"many"});
+  for (int i = 0; i < 70; ++i) {
+    const std::wstring disk = L"E:\\many-" + std::to_wstring(i) + L".vhdx";
+    host_.AddDiskFile(disk, kGiB);
+    host_.AttachDisk(machine, disk);
+  }
+  auto disks = Disks(machine, false);
+  int count = 0;
+  while (disks->Next()) {
+    ++count;
+  }
+  EXPECT_EQ(count, 70);
+}
+
 class DiskChangesTest : public DisksTest {
  protected:
   DiskChangesTest() {
