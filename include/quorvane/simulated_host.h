@@ -27,6 +27,10 @@ struct HostOptions {
   // The host's time zone, in minutes east of UTC (-300 for US Eastern standard time): what its
   // local times, such as the default names of checkpoints, are written in.
   std::int32_t utcOffsetMinutes = 0;
+  // How long a client may wait on the simulated clock, polling and waiting only, before a wait
+  // fails with 0x80041069 (timed out): a test whose job never ends fails instead of hanging.
+  // 0 for no bound.
+  std::uint64_t waitLimitMs = 60 * 60 * 1000;
   // How long every job runs on the simulated clock.
   std::uint32_t jobDurationMs = 300;
   // Credentials a remote connection must present; empty accepts any.

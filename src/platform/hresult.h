@@ -35,6 +35,7 @@ constexpr HResult kWbemInvalidClass = ToHResult(0x80041010);
 constexpr HResult kWbemInvalidQuery = ToHResult(0x80041017);
 constexpr HResult kWbemInvalidQueryType = ToHResult(0x80041018);
 constexpr HResult kWbemReadOnly = ToHResult(0x80041023);
+constexpr HResult kWbemTimedOut = ToHResult(0x80041069);
 constexpr HResult kWbemProviderNotCapable = ToHResult(0x80041024);
 constexpr HResult kWbemInvalidMethod = ToHResult(0x8004102E);
 constexpr HResult kWbemInvalidMethodParameters = ToHResult(0x8004102F);

@@ -393,6 +393,12 @@ void HostCore::Wait(std::uint32_t milliseconds) {
   std::lock_guard lock(mutex_);
   Record(Operation::Wait, L"", L"", L"",
          {{L"Milliseconds", WmiValue::Int32(static_cast<std::int32_t>(milliseconds))}});
+  waitedMs_ += milliseconds;
+  if (settings_.waitLimitMs != 0 && waitedMs_ > settings_.waitLimitMs) {
+    // A test that would otherwise poll for ever (a job that never ends) fails instead.
+    waitedMs_ = 0;
+    Fail(status::kWbemTimedOut);
+  }
   AdvanceClockLocked(milliseconds);
 }
 
@@ -547,6 +553,10 @@ void HostCore::Record(Operation operation, std::wstring_view nameSpace, std::wst
                       std::wstring method, PropertyList inputs) {
   log_.push_back({operation, std::wstring(nameSpace), std::move(target), std::move(method),
                   std::move(inputs), clockMs_});
+  // A client that only polls and waits is waiting for one thing; anything else ends that.
+  if (operation != Operation::Wait && operation != Operation::GetObject) {
+    waitedMs_ = 0;
+  }
 }
 
 void HostCore::FailIfScripted(Operation operation, std::wstring_view target) {

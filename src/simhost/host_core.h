@@ -180,6 +180,7 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   FaultPlan faults_;
   std::vector<CallRecord> log_;
   std::uint64_t clockMs_ = 0;
+  std::uint64_t waitedMs_ = 0;  // waited since the client last did more than poll
   std::uint64_t guidSeed_ = 1;
 };
 

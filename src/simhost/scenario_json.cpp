@@ -336,6 +336,7 @@ std::shared_ptr<HostCore> Build(const json& document) {
   settings.user = FromUtf8(Setting<std::string>(host, "user", "", "/host"));
   settings.password = FromUtf8(Setting<std::string>(host, "password", "", "/host"));
   settings.utcOffsetMinutes = Setting<std::int32_t>(host, "utcOffsetMinutes", 0, "/host");
+  settings.waitLimitMs = Setting<std::uint64_t>(host, "waitLimitMs", 3600000, "/host");
   settings.mergeDurationMs = Setting<std::uint32_t>(host, "mergeDurationMs", 15000, "/host");
   settings.changeTrackingBlockSize =
       Setting<std::uint32_t>(host, "changeTrackingBlockSize", 4096, "/host");
@@ -457,6 +458,7 @@ std::string HostToJson(HostCore& host) {
         {"user", ToUtf8(settings.user)},
         {"password", ToUtf8(settings.password)},
         {"utcOffsetMinutes", settings.utcOffsetMinutes},
+        {"waitLimitMs", settings.waitLimitMs},
         {"mergeDurationMs", settings.mergeDurationMs},
         {"changeTrackingBlockSize", settings.changeTrackingBlockSize},
         {"changeRangesPerPass", settings.changeRangesPerPass},

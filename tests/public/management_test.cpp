@@ -105,6 +105,20 @@ TEST(MergeTest, AMergeIsReportedForItsLengthOnly) {
   }
 }
 
+// A job that would run for ten hours makes the host fail the wait after its bound instead of
+// hanging the test; the host serves on afterwards.
+TEST(WaitBoundTest, AWaitWithoutEndFailsAfterTheBound) {
+  sim::HostOptions options;
+  options.jobDurationMs = 10 * 3600 * 1000;
+  options.waitLimitMs = 60000;
+  auto host = NewHost(options);
+  const auto machine = host.AddMachine({.name = L"web"});
+  auto management = Own(Own(host.CreateQuorvane())->CreateMachineManagement(false));
+  EXPECT_EQ(Raised([&] { management->Start(machine.c_str()); }).GetErrorCode(), 0x80041069u);
+  EXPECT_LE(host.ClockMs(), 61000u);
+  EXPECT_EQ(management->GetEnabledState(machine.c_str()), 3u);
+}
+
 TEST_F(ManagementTest, DeleteMachine) {
   EXPECT_EQ(Raised([&] { management_->DeleteMachine(running_.c_str()); }).GetErrorCode(), 32775u);
   management_->DeleteMachine(off_.c_str());
