@@ -667,13 +667,7 @@ void HostCore::FinishDueJobs() {
       repository.Set(job, L"JobStatus", WmiValue::String(L"Job completed successfully"));
     }
     // Hyper-V removes a job some minutes after it ends.
-    Schedule(kJobRetentionMs, [path = repository.FullPath(job)](HostCore& host) {
-      for (auto& [name, each] : host.namespaces_) {
-        if (const auto found = each.Find(path)) {
-          each.Delete(*found);
-        }
-      }
-    });
+    Schedule(kJobRetentionMs, [&repository, job](HostCore&) { repository.Delete(job); });
   }
 }
 

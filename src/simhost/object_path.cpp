@@ -184,9 +184,14 @@ std::wstring PathIdentity(const ObjectPath& path) {
         value.find(L'=') == std::wstring::npos ? std::nullopt : ParseObjectPath(value);
     value = nested && !nested->keys.empty() ? PathIdentity(*nested) : ToLower(value);
   }
+  return JoinIdentity(path.className, path.singleton, std::move(keys));
+}
+
+std::wstring JoinIdentity(std::wstring_view className, bool singleton,
+                          std::vector<std::pair<std::wstring, std::wstring>> keys) {
   SortKeys(keys);
-  std::wstring out = ToLower(path.className);
-  out += path.singleton ? L"=@" : L"";
+  std::wstring out = ToLower(className);
+  out += singleton ? L"=@" : L"";
   for (const auto& [name, value] : keys) {
     out += L"|" + name + L"=" + value;
   }

@@ -36,5 +36,9 @@ std::wstring FormatFullPath(std::wstring_view server, std::wstring_view nameSpac
 // One text per object regardless of how its path was written (case, quotes, key order, server
 // and namespace prefix), for comparing paths.
 std::wstring PathIdentity(const ObjectPath& path);
+// The identity text from a class name and its keys, names in lower case and values already
+// in identity form (lower case, or a nested path's identity).
+std::wstring JoinIdentity(std::wstring_view className, bool singleton,
+                          std::vector<std::pair<std::wstring, std::wstring>> keys);
 
 }  // namespace quorvane::sim

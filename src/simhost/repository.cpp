@@ -110,12 +110,8 @@ std::wstring Repository::IdentityWith(const Instance& instance, const KnownEnds&
     }
     keys.emplace_back(ToLower(key), identities_.at(end->second));
   }
-  std::sort(keys.begin(), keys.end());
-  std::wstring out = ToLower(instance.cls->name);
-  for (const auto& [name, value] : keys) {
-    out += L"|" + name + L"=" + value;
-  }
-  return keys.empty() ? IdentityOf(instance) : out;
+  return keys.empty() ? IdentityOf(instance)
+                      : JoinIdentity(instance.cls->name, false, std::move(keys));
 }
 
 void Repository::Insert(Id id, Instance instance, std::wstring identity, const KnownEnds& ends) {
