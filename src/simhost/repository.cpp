@@ -118,10 +118,10 @@ void Repository::Insert(Id id, Instance instance, std::wstring identity, const K
   byClass_[instance.cls].insert(id);
   IndexValues(id, instance, true);
   instances_.emplace(id, std::move(instance));
-  if (!identity.empty()) {
-    byIdentity_.emplace(identity, id);
+  const std::wstring& kept = identities_.emplace(id, std::move(identity)).first->second;
+  if (!kept.empty()) {
+    byIdentity_.emplace(kept, id);
   }
-  identities_.emplace(id, std::move(identity));
   IndexReferences(id, true, ends);
 }
 
@@ -375,7 +375,7 @@ std::optional<Repository::Id> Repository::CachedEnd(Id association,
 std::vector<Repository::Link> Repository::LinksOf(Id id) const {
   Get(id);  // raises for an unknown object
   const std::wstring& identity = identities_.at(id);
-  std::vector<std::pair<Id, std::wstring>> referring;
+  std::vector<std::pair<Id, std::wstring_view>> referring;
   const auto range = referencedBy_.equal_range(identity);
   for (auto it = range.first; it != range.second; ++it) {
     referring.push_back(it->second);
@@ -393,7 +393,7 @@ std::vector<Repository::Link> Repository::LinksOf(Id id) const {
         endpoint = Find(link.Get(property->name).AsWideString());
       }
       if (endpoint) {
-        links.push_back({association, role, *endpoint, std::wstring(property->name)});
+        links.push_back({association, std::wstring(role), *endpoint, std::wstring(property->name)});
       }
     }
   }
@@ -448,7 +448,7 @@ void Repository::IndexReferences(Id id, bool add, const KnownEnds& ends) {
       endsOf_[id].emplace_back(property->name, *resolved);
     }
     if (add) {
-      referencedBy_.emplace(identity, std::make_pair(id, std::wstring(property->name)));
+      referencedBy_.emplace(identity, std::make_pair(id, std::wstring_view(property->name)));
       continue;
     }
     const auto range = referencedBy_.equal_range(identity);

@@ -103,8 +103,10 @@ class Repository {
   std::wstring nameSpace_;
   Id nextId_ = 1;
   std::map<Id, Instance> instances_;
-  std::unordered_map<std::wstring, Id> byIdentity_;
-  std::unordered_multimap<std::wstring, std::pair<Id, std::wstring>> referencedBy_;
+  // Views of the texts identities_ keeps.
+  std::unordered_map<std::wstring_view, Id> byIdentity_;
+  // Referenced identity -> the association and its reference property (a schema name).
+  std::unordered_multimap<std::wstring, std::pair<Id, std::wstring_view>> referencedBy_;
   std::unordered_map<const ClassDef*, std::set<Id>> byClass_;
   std::unordered_map<Id, std::wstring> identities_;  // each instance's, worked out once
   // The objects an association's references named when it was stored, by property.

@@ -16,6 +16,9 @@ std::shared_ptr<HostCore> BuildDefaultHost();
 // Registers every provider behaviour the simulated host knows.
 void InstallProviderBehaviours(HostCore& host);
 
+inline constexpr const char* kScenarioFormat = "quorvane-simulated-host";
+inline constexpr int kScenarioVersion = 1;
+
 // Scenario JSON: the host's settings and every instance of every namespace. Loading builds a
 // whole new host or raises DefaultException naming `sourceName` and the place in the text.
 std::shared_ptr<HostCore> HostFromJson(const std::string& json, const std::string& sourceName);

@@ -82,6 +82,31 @@ TEST(ScenarioTest, ScenariosScriptFaults) {
             "bad.json: /faults/0: expected a \"returnValue\" or an \"errorCode\"");
 }
 
+// Instances are stored as the text is read once the settings are known, and kept until the end
+// when they come first; either way the host and the places named in errors are the same.
+TEST(ScenarioTest, InstancesLoadWhereverTheSettingsStand) {
+  const std::string format = R"("format": "quorvane-simulated-host", "version": 1)";
+  const std::string host = R"("host": {"name": "HV-ORDER"})";
+  const std::string system =
+      R"({"class": "Msvm_ComputerSystem", "properties": {"CreationClassName": )"
+      R"("Msvm_ComputerSystem", "Name": "HV-ORDER", "ElementName": "HV-ORDER"}})";
+  const std::string instances = R"("namespaces": {"root\\virtualization\\v2": [)" + system + "]}";
+  for (const std::string& document : {"{" + format + ", " + host + ", " + instances + "}",
+                                      "{" + instances + ", " + host + ", " + format + "}"}) {
+    const auto loaded = SimulatedHost::FromJson(document);
+    auto service = CoreOf(loaded).Connect(L"", L"", L"", kVirtualizationNamespace);
+    const auto systems = service->QueryAll(L"Msvm_ComputerSystem");
+    ASSERT_EQ(systems.size(), 1u) << document;
+    EXPECT_EQ(systems[0]->GetProperty(L"ElementName").AsWideString(), L"HV-ORDER");
+  }
+  const std::string second = R"({"class": "Msvm_ComputerSystem", "properties": {"Nope": 1}})";
+  const std::string place = "bad.json: /namespaces/root\\virtualization\\v2/1/properties/Nope";
+  const std::string withSecond =
+      R"("namespaces": {"root\\virtualization\\v2": [)" + system + ", " + second + "]}";
+  EXPECT_EQ(ErrorOf("{" + format + ", " + host + ", " + withSecond + "}").rfind(place, 0), 0u);
+  EXPECT_EQ(ErrorOf("{" + withSecond + ", " + host + ", " + format + "}").rfind(place, 0), 0u);
+}
+
 TEST(ScenarioTest, InvalidScenariosNameTheSourceAndThePlace) {
   const std::string head =
       R"({"format": "quorvane-simulated-host", "version": 1, "namespaces": {"root\\virtualization\\v2": [)";

@@ -14,8 +14,6 @@ namespace {
 
 using nlohmann::json;
 
-constexpr const char* kFormat = "quorvane-simulated-host";
-constexpr int kVersion = 1;
 constexpr std::int32_t kMaxUtcOffsetMinutes = 14 * 60;
 
 // A scenario problem: where it is (a JSON pointer) and what is wrong.
@@ -26,75 +24,6 @@ struct ScenarioError {
 
 [[noreturn]] void Reject(const std::string& place, const std::string& problem) {
   throw ScenarioError{place, problem};
-}
-
-json ScalarToJson(const MemberDef& member, const WmiValue& value);
-
-json ObjectToJson(const WmiObjectPtr& object) {
-  const auto* simObject = dynamic_cast<const SimObject*>(object.get());
-  if (simObject == nullptr || simObject->Copy().cls == nullptr) {
-    return nullptr;
-  }
-  const ObjectCopy& copy = simObject->Copy();
-  json properties = json::object();
-  for (const MemberDef* member : Schema::Instance().Properties(*copy.cls)) {
-    const auto found = copy.properties.find(member->name);
-    if (found == copy.properties.end()) {
-      continue;
-    }
-    if (member->array) {
-      json items = json::array();
-      for (const auto& item : found->second.Elements()) {
-        items.push_back(ScalarToJson(*member, item));
-      }
-      properties[ToUtf8(member->name)] = std::move(items);
-    } else {
-      properties[ToUtf8(member->name)] = ScalarToJson(*member, found->second);
-    }
-  }
-  return json{{"class", ToUtf8(copy.cls->name)}, {"properties", std::move(properties)}};
-}
-
-json ScalarToJson(const MemberDef& member, const WmiValue& value) {
-  switch (member.type) {
-    case CimType::Boolean:
-      return value.AsBoolean();
-    case CimType::Real32:
-    case CimType::Real64:
-      return std::stod(ScalarToCimText(value));
-    case CimType::Object:
-      return ObjectToJson(value.AsObject());
-    case CimType::UInt64:
-      return std::stoull(value.AsWideString());
-    case CimType::UInt32:
-      return static_cast<std::uint32_t>(value.AsInteger());
-    case CimType::String:
-    case CimType::Datetime:
-    case CimType::Reference:
-      return ToUtf8(value.AsWideString());
-    default:
-      return value.AsInteger();
-  }
-}
-
-json PropertiesToJson(const Instance& instance) {
-  json properties = json::object();
-  for (const MemberDef* member : Schema::Instance().Properties(*instance.cls)) {
-    const WmiValue value = instance.Get(member->name);
-    if (value.IsNull()) {
-      continue;
-    }
-    if (member->array) {
-      json items = json::array();
-      for (const auto& item : value.Elements()) {
-        items.push_back(ScalarToJson(*member, item));
-      }
-      properties[ToUtf8(member->name)] = std::move(items);
-    } else {
-      properties[ToUtf8(member->name)] = ScalarToJson(*member, value);
-    }
-  }
-  return properties;
 }
 
 WmiValue ScalarFromJson(const MemberDef& member, const json& value, const std::string& place);
@@ -219,32 +148,6 @@ T Setting(const json& host, const char* name, T fallback, const std::string& pla
   }
 }
 
-json DisksToJson(const VirtualDisks& disks) {
-  json files = json::array();
-  for (const auto& disk : disks.All()) {
-    files.push_back({{"path", ToUtf8(disk.path)},
-                     {"diskId", ToUtf8(disk.diskId)},
-                     {"format", disk.format},
-                     {"type", disk.type},
-                     {"maxInternalSize", disk.maxInternalSize},
-                     {"parentPath", ToUtf8(disk.parentPath)},
-                     {"mergedWith", ToUtf8(disk.mergedWith)}});
-  }
-  json logs = json::array();
-  for (const auto& [path, log] : disks.Logs()) {
-    json writes = json::array();
-    for (const auto& write : log.writes) {
-      writes.push_back({write.offset, write.length, write.sequence});
-    }
-    logs.push_back({{"path", ToUtf8(path)},
-                    {"trackingGuid", ToUtf8(log.trackingGuid)},
-                    {"sequence", log.sequence},
-                    {"validFrom", log.validFrom},
-                    {"writes", std::move(writes)}});
-  }
-  return {{"files", std::move(files)}, {"changeTracking", std::move(logs)}};
-}
-
 void DisksFromJson(const json& storage, VirtualDisks& disks) {
   std::vector<VirtualDisk> files;
   std::map<std::wstring, ChangeLog, LessNoCase> logs;
@@ -318,17 +221,10 @@ void FaultFromJson(const json& entry, const std::string& place, FaultPlan& plan)
   }
 }
 
-std::shared_ptr<HostCore> Build(const json& document) {
-  if (!document.is_object()) {
-    Reject("", "expected a JSON object");
+std::shared_ptr<HostCore> CoreFromHost(const json& host) {
+  if (!host.is_object()) {
+    Reject("/host", "expected an object of settings");
   }
-  if (document.value("format", std::string()) != kFormat) {
-    Reject("/format", std::string("expected \"") + kFormat + "\"");
-  }
-  if (document.value("version", 0) != kVersion) {
-    Reject("/version", "expected " + std::to_string(kVersion));
-  }
-  const json host = document.value("host", json::object());
   HostSettings settings;
   settings.name = FromUtf8(Setting<std::string>(host, "name", "HV-HOST01", "/host"));
   settings.hostGuardian = Setting<bool>(host, "hostGuardian", true, "/host");
@@ -372,50 +268,121 @@ std::shared_ptr<HostCore> Build(const json& document) {
     core->SetSynchronous(FromUtf8(entry["class"].get<std::string>()),
                          FromUtf8(entry["method"].get<std::string>()), true);
   }
-
-  const json faults = document.value("faults", json::array());
-  if (!faults.is_array()) {
-    Reject("/faults", "expected an array of faults");
-  }
-  for (std::size_t i = 0; i < faults.size(); ++i) {
-    FaultFromJson(faults[i], "/faults/" + std::to_string(i), core->Faults());
-  }
-
-  const json namespaces = document.value("namespaces", json::object());
-  if (!namespaces.is_object()) {
-    Reject("/namespaces", "expected an object keyed by namespace");
-  }
-  for (const auto& [name, instances] : namespaces.items()) {
-    const std::string place = "/namespaces/" + name;
-    if (!core->HasNamespace(FromUtf8(name))) {
-      Reject(place, "the host has no such namespace");
-    }
-    if (!instances.is_array()) {
-      Reject(place, "expected an array of instances");
-    }
-    Repository& repository = core->Namespace(FromUtf8(name));
-    for (std::size_t i = 0; i < instances.size(); ++i) {
-      const std::string where = place + "/" + std::to_string(i);
-      const ClassDef& cls = ClassFromJson(instances[i], where);
-      const PropertyList properties = PropertiesFromJson(
-          cls, instances[i].value("properties", json::object()), where + "/properties");
-      try {
-        repository.Create(cls.name, properties);
-      } catch (const DefaultException& e) {
-        Reject(where, ToUtf8(e.GetMessageDescription()) + "(the instance cannot be stored)");
-      }
-    }
-  }
-  DisksFromJson(document.value("storage", json::object()), core->Disks());
-  InstallProviderBehaviours(*core);
   return core;
 }
+
+void AddInstance(HostCore& core, const std::string& nameSpace, std::size_t index,
+                 const json& entry) {
+  const std::string place = "/namespaces/" + nameSpace;
+  if (!core.HasNamespace(FromUtf8(nameSpace))) {
+    Reject(place, "the host has no such namespace");
+  }
+  const std::string where = place + "/" + std::to_string(index);
+  const ClassDef& cls = ClassFromJson(entry, where);
+  const PropertyList properties =
+      PropertiesFromJson(cls, entry.value("properties", json::object()), where + "/properties");
+  try {
+    core.Namespace(FromUtf8(nameSpace)).Create(cls.name, properties);
+  } catch (const DefaultException& e) {
+    Reject(where, ToUtf8(e.GetMessageDescription()) + "(the instance cannot be stored)");
+  }
+}
+
+// Loads a scenario while the parser reads it. A saved scenario names its format and the host's
+// settings before its instances, so each instance is stored as soon as its text ends and its
+// JSON is dropped: a fleet-sized scenario never sits in memory as a whole document. Instances
+// that come before the settings are kept and stored once the document is read.
+class ScenarioLoader {
+ public:
+  std::shared_ptr<HostCore> Load(const std::string& text) {
+    const json document =
+        json::parse(text, [this](int depth, json::parse_event_t event, json& parsed) {
+          return OnEvent(depth, event, parsed);
+        });
+    return Finish(document);
+  }
+
+ private:
+  bool OnEvent(int depth, json::parse_event_t event, json& parsed) {
+    using Event = json::parse_event_t;
+    if (depth == 1 && event == Event::key) {
+      topKey_ = parsed.get<std::string>();
+    } else if (depth == 1 && event == Event::value && topKey_ == "format") {
+      formatKnown_ = parsed.is_string() && parsed.get<std::string>() == kScenarioFormat;
+    } else if (depth == 1 && event == Event::object_end && topKey_ == "host" && formatKnown_) {
+      core_ = CoreFromHost(parsed);
+    } else if (topKey_ == "namespaces" && depth == 2 && event == Event::key) {
+      nameSpace_ = parsed.get<std::string>();
+      next_ = 0;
+    } else if (topKey_ == "namespaces" && depth == 2) {
+      inArray_ = event == Event::array_start;
+    } else if (topKey_ == "namespaces" && depth == 3 && inArray_ &&
+               (event == Event::object_end || event == Event::array_end || event == Event::value)) {
+      const std::size_t index = next_++;
+      if (core_) {
+        AddInstance(*core_, nameSpace_, index, parsed);
+        return false;
+      }
+    }
+    return true;
+  }
+
+  std::shared_ptr<HostCore> Finish(const json& document) {
+    if (!document.is_object()) {
+      Reject("", "expected a JSON object");
+    }
+    if (document.value("format", std::string()) != kScenarioFormat) {
+      Reject("/format", std::string("expected \"") + kScenarioFormat + "\"");
+    }
+    if (document.value("version", 0) != kScenarioVersion) {
+      Reject("/version", "expected " + std::to_string(kScenarioVersion));
+    }
+    if (!core_) {
+      core_ = CoreFromHost(document.value("host", json::object()));
+    }
+    const json faults = document.value("faults", json::array());
+    if (!faults.is_array()) {
+      Reject("/faults", "expected an array of faults");
+    }
+    for (std::size_t i = 0; i < faults.size(); ++i) {
+      FaultFromJson(faults[i], "/faults/" + std::to_string(i), core_->Faults());
+    }
+    const auto found = document.find("namespaces");
+    const json none = json::object();
+    const json& namespaces = found != document.end() ? *found : none;
+    if (!namespaces.is_object()) {
+      Reject("/namespaces", "expected an object keyed by namespace");
+    }
+    // What the parser kept: namespaces read before the settings, and any left empty.
+    for (const auto& [name, instances] : namespaces.items()) {
+      if (!core_->HasNamespace(FromUtf8(name))) {
+        Reject("/namespaces/" + name, "the host has no such namespace");
+      }
+      if (!instances.is_array()) {
+        Reject("/namespaces/" + name, "expected an array of instances");
+      }
+      for (std::size_t i = 0; i < instances.size(); ++i) {
+        AddInstance(*core_, name, i, instances[i]);
+      }
+    }
+    DisksFromJson(document.value("storage", json::object()), core_->Disks());
+    InstallProviderBehaviours(*core_);
+    return std::move(core_);
+  }
+
+  std::shared_ptr<HostCore> core_;
+  std::string topKey_;
+  bool formatKnown_ = false;
+  std::string nameSpace_;
+  bool inArray_ = false;
+  std::size_t next_ = 0;
+};
 
 }  // namespace
 
 std::shared_ptr<HostCore> HostFromJson(const std::string& text, const std::string& sourceName) {
   try {
-    return Build(json::parse(text));
+    return ScenarioLoader().Load(text);
   } catch (const json::exception& e) {
     // Parse errors, and numbers too large for the parser.
     throw DefaultException(kLibraryErrorCode,
@@ -425,57 +392,6 @@ std::shared_ptr<HostCore> HostFromJson(const std::string& text, const std::strin
         sourceName + ": " + (e.place.empty() ? "/" : e.place) + ": " + e.problem;
     throw DefaultException(kLibraryErrorCode, FromUtf8(message).c_str());
   }
-}
-
-std::string HostToJson(HostCore& host) {
-  std::lock_guard lock(host.mutex_);
-  const HostSettings& settings = host.Settings();
-  json synchronous = json::array();
-  for (const auto& [className, method] : host.SynchronousMethods()) {
-    synchronous.push_back({{"class", ToUtf8(className)}, {"method", ToUtf8(method)}});
-  }
-  json namespaces = json::object();
-  for (const wchar_t* name : {kVirtualizationNamespace, kHgsNamespace}) {
-    if (!host.HasNamespace(name)) {
-      continue;
-    }
-    Repository& repository = host.Namespace(name);
-    json instances = json::array();
-    for (const auto id : repository.All()) {
-      const Instance& instance = repository.Get(id);
-      instances.push_back(
-          {{"class", ToUtf8(instance.cls->name)}, {"properties", PropertiesToJson(instance)}});
-    }
-    namespaces[ToUtf8(name)] = std::move(instances);
-  }
-  json document = {
-      {"format", kFormat},
-      {"version", kVersion},
-      {"host",
-       {{"name", ToUtf8(settings.name)},
-        {"hostGuardian", settings.hostGuardian},
-        {"jobDurationMs", settings.jobDurationMs},
-        {"user", ToUtf8(settings.user)},
-        {"password", ToUtf8(settings.password)},
-        {"utcOffsetMinutes", settings.utcOffsetMinutes},
-        {"waitLimitMs", settings.waitLimitMs},
-        {"mergeDurationMs", settings.mergeDurationMs},
-        {"changeTrackingBlockSize", settings.changeTrackingBlockSize},
-        {"changeRangesPerPass", settings.changeRangesPerPass},
-        {"refuseDuringMerge", settings.refuseDuringMerge},
-        {"refuseMergeWithReferencePoint", settings.refuseMergeWithReferencePoint},
-        {"refusePutInstance", settings.refusePutInstance},
-        {"referencePointHoldsAllocationIds", settings.referencePointHoldsAllocationIds},
-        {"refuseFullLengthChanges", settings.refuseFullLengthChanges},
-        {"changeTrackingFailsThroughJob", settings.changeTrackingFailsThroughJob},
-        {"changeTrackingFailureCode", settings.changeTrackingFailureCode},
-        {"clockMs", host.ClockMs()},
-        {"guidSeed", host.GuidSeed()},
-        {"synchronousMethods", std::move(synchronous)}}},
-      {"namespaces", std::move(namespaces)},
-      {"storage", DisksToJson(host.Disks())},
-  };
-  return document.dump(2);
 }
 
 }  // namespace quorvane::sim
