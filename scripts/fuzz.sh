@@ -28,7 +28,7 @@ for target in "${targets[@]}"; do
     -max_total_time="$seconds" -max_len=65536 -timeout=10 -rss_limit_mb=2048 \
     -artifact_prefix="$crashes/" -print_final_stats=1 >"$log" 2>&1 || status=$?
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
-  coverage=$(grep -E "^#[0-9]+ +DONE" "$log" | grep -oE "cov: [0-9]+ ft: [0-9]+" || true)
+  coverage=$(grep -E "^#[0-9]+[[:space:]]+DONE" "$log" | grep -oE "cov: [0-9]+ ft: [0-9]+" || true)
   echo "$target: ${seconds}s, ${runs:-?} runs, ${coverage:-no coverage line}"
   if [ "$status" -ne 0 ]; then
     tail -n 40 "$log" >&2

@@ -12,16 +12,20 @@ void InstallProviderBehaviours(HostCore& host) {
   InstallSecurityBehaviours(host);
 }
 
+void AddHostObjects(HostCore& host) {
+  // These two answer at once on real hosts.
+  host.SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualHardDiskSettingData", true);
+  host.SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", true);
+  AddHostSystem(host);
+  if (host.Settings().capabilities) {
+    AddDevicePools(host);
+    AddCapabilities(host);
+  }
+}
+
 std::shared_ptr<HostCore> BuildHost(const HostSettings& settings) {
   auto host = std::make_shared<HostCore>(settings);
-  // These two answer at once on real hosts.
-  host->SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualHardDiskSettingData", true);
-  host->SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", true);
-  AddHostSystem(*host);
-  if (settings.capabilities) {
-    AddDevicePools(*host);
-    AddCapabilities(*host);
-  }
+  AddHostObjects(*host);
   InstallProviderBehaviours(*host);
   return host;
 }

@@ -40,6 +40,11 @@ std::optional<Repository::Id> RealizedSettingsOf(const Repository& repository,
                                                  Repository::Id machine);
 std::optional<Repository::Id> MachineByName(const Repository& repository, const std::wstring& name);
 
+// The machine's security settings (TPM, shielding, state encryption); false when the machine
+// has none.
+bool SetSecurity(Repository& repository, const std::wstring& machineId, bool tpm, bool shielding,
+                 bool encryptState);
+
 // Removes the machine, every settings object of it (checkpoints included) and their parts.
 void DestroyMachine(Repository& repository, Repository::Id machine);
 

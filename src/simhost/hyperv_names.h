@@ -18,6 +18,10 @@ inline constexpr std::uint16_t kStateOff = 3;
 inline constexpr std::uint16_t kStateSaved = 6;
 inline constexpr std::uint16_t kStatePaused = 9;
 
+// "SnapshotType" of a checkpoint request.
+inline constexpr std::uint16_t kSnapshotStandard = 2;
+inline constexpr std::uint16_t kSnapshotRecovery = 32768;
+
 // "RequestedState" once a requested change is done.
 inline constexpr std::uint16_t kRequestedNoChange = 5;
 

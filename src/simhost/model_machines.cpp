@@ -285,4 +285,18 @@ std::optional<Repository::Id> MachineByName(const Repository& repository,
       L"Msvm_ComputerSystem", {{L"CreationClassName", L"Msvm_ComputerSystem"}, {L"Name", name}}));
 }
 
+bool SetSecurity(Repository& repository, const std::wstring& machineId, bool tpm, bool shielding,
+                 bool encryptState) {
+  const auto id = repository.Find(
+      FormatRelativePath(L"Msvm_SecuritySettingData",
+                         {{L"InstanceID", L"Microsoft:" + machineId + L"\\SecuritySettingData"}}));
+  if (!id) {
+    return false;
+  }
+  repository.Set(*id, L"TpmEnabled", WmiValue::Boolean(tpm));
+  repository.Set(*id, L"ShieldingRequested", WmiValue::Boolean(shielding));
+  repository.Set(*id, L"EncryptStateAndVmMigrationTraffic", WmiValue::Boolean(encryptState));
+  return true;
+}
+
 }  // namespace quorvane::sim

@@ -7,6 +7,10 @@
 
 namespace quorvane::sim {
 
+// The host's computer system and management services, and with the host's capabilities
+// setting, its resource pools and capabilities.
+void AddHostObjects(HostCore& host);
+
 // A host with its computer system and management services, and the provider behaviours.
 std::shared_ptr<HostCore> BuildHost(const HostSettings& settings);
 

@@ -1,11 +1,11 @@
-#include <limits>
 #include <nlohmann/json.hpp>
-#include <type_traits>
 
 #include "errors/status.h"
 #include "quorvane/exceptions.h"
 #include "simhost/cim_value.h"
 #include "simhost/scenario.h"
+#include "simhost/scenario_hand_written.h"
+#include "simhost/scenario_reading.h"
 #include "simhost/sim_wmi.h"
 #include "util/text.h"
 
@@ -15,16 +15,6 @@ namespace {
 using nlohmann::json;
 
 constexpr std::int32_t kMaxUtcOffsetMinutes = 14 * 60;
-
-// A scenario problem: where it is (a JSON pointer) and what is wrong.
-struct ScenarioError {
-  std::string place;
-  std::string problem;
-};
-
-[[noreturn]] void Reject(const std::string& place, const std::string& problem) {
-  throw ScenarioError{place, problem};
-}
 
 WmiValue ScalarFromJson(const MemberDef& member, const json& value, const std::string& place);
 
@@ -116,38 +106,6 @@ WmiValue ScalarFromJson(const MemberDef& member, const json& value, const std::s
   return std::move(*converted);
 }
 
-template <typename T>
-T Setting(const json& host, const char* name, T fallback, const std::string& place) {
-  if (!host.contains(name)) {
-    return fallback;
-  }
-  const json& value = host.at(name);
-  if constexpr (std::is_integral_v<T> && !std::is_same_v<T, bool>) {
-    // JSON converts a negative or fractional number to any integer type without a word.
-    if (!value.is_number()) {
-      Reject(place + "/" + name, "has the wrong type");
-    }
-    const bool whole = value.is_number_integer();
-    const bool fits =
-        whole && (value.is_number_unsigned()
-                      ? value.get<std::uint64_t>() <=
-                            static_cast<std::uint64_t>(std::numeric_limits<T>::max())
-                      : value.get<std::int64_t>() >=
-                                static_cast<std::int64_t>(std::numeric_limits<T>::min()) &&
-                            value.get<std::int64_t>() <=
-                                static_cast<std::int64_t>(std::numeric_limits<T>::max()));
-    if (!fits) {
-      Reject(place + "/" + name,
-             whole ? "is out of range" : "has the wrong type (expected a whole number)");
-    }
-  }
-  try {
-    return value.get<T>();
-  } catch (const json::exception&) {
-    Reject(place + "/" + name, "has the wrong type");
-  }
-}
-
 void DisksFromJson(const json& storage, VirtualDisks& disks) {
   std::vector<VirtualDisk> files;
   std::map<std::wstring, ChangeLog, LessNoCase> logs;
@@ -228,6 +186,7 @@ std::shared_ptr<HostCore> CoreFromHost(const json& host) {
   HostSettings settings;
   settings.name = FromUtf8(Setting<std::string>(host, "name", "HV-HOST01", "/host"));
   settings.hostGuardian = Setting<bool>(host, "hostGuardian", true, "/host");
+  settings.capabilities = Setting<bool>(host, "capabilities", true, "/host");
   settings.jobDurationMs = Setting<std::uint32_t>(host, "jobDurationMs", 300, "/host");
   settings.user = FromUtf8(Setting<std::string>(host, "user", "", "/host"));
   settings.password = FromUtf8(Setting<std::string>(host, "password", "", "/host"));
@@ -346,6 +305,21 @@ class ScenarioLoader {
     }
     for (std::size_t i = 0; i < faults.size(); ++i) {
       FaultFromJson(faults[i], "/faults/" + std::to_string(i), core_->Faults());
+    }
+    if (IsHandWritten(document)) {
+      if (document.contains("storage")) {
+        Reject("/storage", "belongs to a saved scenario, which has \"namespaces\"");
+      }
+      AddHostObjects(*core_);
+      ExpandHandWritten(*core_, document);
+      InstallProviderBehaviours(*core_);
+      return std::move(core_);
+    }
+    for (const char* handWritten : {"machines", "switches"}) {
+      if (document.contains(handWritten)) {
+        Reject(std::string("/") + handWritten,
+               "belongs to a hand-written scenario, which has no \"namespaces\"");
+      }
     }
     const auto found = document.find("namespaces");
     const json none = json::object();

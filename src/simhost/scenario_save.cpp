@@ -134,6 +134,7 @@ std::string HostToJson(HostCore& host) {
       {"host",
        {{"name", ToUtf8(settings.name)},
         {"hostGuardian", settings.hostGuardian},
+        {"capabilities", settings.capabilities},
         {"jobDurationMs", settings.jobDurationMs},
         {"user", ToUtf8(settings.user)},
         {"password", ToUtf8(settings.password)},

@@ -152,7 +152,8 @@ std::wstring SimulatedHost::AddSnapshot(const std::wstring& machineId, const std
   if (!machine) {
     throw DefaultException(kLibraryErrorCode, (L"No machine " + machineId).c_str());
   }
-  const auto snapshot = TakeSnapshot(*core_, *machine, recovery ? 32768 : 2, name);
+  const auto snapshot =
+      TakeSnapshot(*core_, *machine, recovery ? kSnapshotRecovery : kSnapshotStandard, name);
   return v2.Property(snapshot, L"ConfigurationID").AsWideString();
 }
 
@@ -217,16 +218,10 @@ void SimulatedHost::DetachDisk(const std::wstring& machineId, const std::wstring
 void SimulatedHost::SetMachineSecurity(const std::wstring& machineId, bool tpm, bool shielding,
                                        bool encryptState) {
   std::lock_guard lock(core_->mutex_);
-  Repository& v2 = core_->Namespace(kVirtualizationNamespace);
-  const auto id = v2.Find(
-      FormatRelativePath(L"Msvm_SecuritySettingData",
-                         {{L"InstanceID", L"Microsoft:" + machineId + L"\\SecuritySettingData"}}));
-  if (!id) {
+  if (!SetSecurity(core_->Namespace(kVirtualizationNamespace), machineId, tpm, shielding,
+                   encryptState)) {
     throw DefaultException(kLibraryErrorCode, (L"No machine " + machineId).c_str());
   }
-  v2.Set(*id, L"TpmEnabled", WmiValue::Boolean(tpm));
-  v2.Set(*id, L"ShieldingRequested", WmiValue::Boolean(shielding));
-  v2.Set(*id, L"EncryptStateAndVmMigrationTraffic", WmiValue::Boolean(encryptState));
 }
 
 void SimulatedHost::WriteToDisk(const std::wstring& path, std::uint64_t offset,

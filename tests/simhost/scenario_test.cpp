@@ -107,6 +107,57 @@ TEST(ScenarioTest, InstancesLoadWhereverTheSettingsStand) {
   EXPECT_EQ(ErrorOf("{" + withSecond + ", " + host + ", " + format + "}").rfind(place, 0), 0u);
 }
 
+// A scenario written by hand: the host starts as a new one does, and its machines, disks,
+// chains, DVDs, security and checkpoints are made as Hyper-V makes them.
+TEST(ScenarioTest, HandWrittenScenariosAreExpanded) {
+  const auto host = SimulatedHost::FromJson(R"({
+    "format": "quorvane-simulated-host", "version": 1, "host": {"name": "HV-LAB01"},
+    "switches": ["LAN", {"name": "DMZ", "id": "5B1C0E5A-8F4B-4C1E-9F3A-2D6B7C8E9F01"}],
+    "machines": [
+      {"name": "web-01", "id": "6B5F2E9C-1D3A-4E7B-8C9D-0A1B2C3D4E5F", "memoryMb": 4096,
+       "processors": 2, "state": "running",
+       "disks": ["D:\\VMs\\web-01.vhdx",
+                 {"path": "D:\\VMs\\data_1.avhdx", "parent": {"path": "D:\\VMs\\data.vhdx",
+                                                           "sizeGb": 100}}],
+       "dvds": ["D:\\iso\\tools.iso"],
+       "security": {"tpm": true, "encryptState": true},
+       "checkpoints": ["before update", {"recovery": true}]},
+      {"name": "db-01", "generation": 1, "state": "off", "disks": ["D:\\VMs\\db.vhdx"]},
+      {"name": "next", "planned": true}]})");
+  auto service = CoreOf(host).Connect(L"", L"", L"", kVirtualizationNamespace);
+  const auto web = service->GetObject(
+      LR"(Msvm_ComputerSystem.CreationClassName="Msvm_ComputerSystem",Name="6B5F2E9C-1D3A-4E7B-8C9D-0A1B2C3D4E5F")");
+  EXPECT_EQ(web->GetProperty(L"ElementName").AsWideString(), L"web-01");
+  EXPECT_EQ(web->GetProperty(L"EnabledState").AsInteger(), 2);
+  EXPECT_EQ(service->QueryAll(L"Msvm_VirtualEthernetSwitch").size(), 2u);
+  EXPECT_EQ(service
+                ->ExecQuery(L"SELECT * FROM Msvm_VirtualSystemSettingData WHERE "
+                            L"VirtualSystemType = 'Microsoft:Hyper-V:Snapshot:Recovery'")
+                .size(),
+            1u);
+  const VirtualDisk* base = CoreOf(host).Disks().Find(L"D:\\VMs\\data.vhdx");
+  ASSERT_NE(base, nullptr);
+  EXPECT_EQ(base->maxInternalSize, 100ull << 30);
+  EXPECT_EQ(CoreOf(host).Disks().Find(L"D:\\VMs\\data_1.avhdx")->parentPath, base->path);
+  EXPECT_EQ(service->QueryAll(L"Msvm_SecuritySettingData")[0]->GetProperty(L"TpmEnabled"),
+            WmiValue::Boolean(true));
+  EXPECT_EQ(service
+                ->ExecQuery(L"SELECT * FROM Msvm_VirtualSystemSettingData WHERE "
+                            L"VirtualSystemType = 'Microsoft:Hyper-V:System:Planned'")
+                .size(),
+            1u);
+
+  const std::string head = R"({"format": "quorvane-simulated-host", "version": 1, )";
+  EXPECT_EQ(ErrorOf(head + R"("machines": [{"name": "a", "state": "asleep"}]})"),
+            "bad.json: /machines/0/state: expected \"running\", \"off\", \"saved\" or \"paused\"");
+  EXPECT_EQ(ErrorOf(head + R"("machines": [{"name": "a", "disks": [{"sizeGb": 1}]}]})"),
+            "bad.json: /machines/0/disks/0/path: a disk needs a path");
+  EXPECT_EQ(ErrorOf(head + R"("machines": [{"name": "a", "memoryMb": -1}]})"),
+            "bad.json: /machines/0/memoryMb: is out of range");
+  EXPECT_EQ(ErrorOf(head + R"("machines": [], "namespaces": {}})"),
+            "bad.json: /machines: belongs to a hand-written scenario, which has no \"namespaces\"");
+}
+
 TEST(ScenarioTest, InvalidScenariosNameTheSourceAndThePlace) {
   const std::string head =
       R"({"format": "quorvane-simulated-host", "version": 1, "namespaces": {"root\\virtualization\\v2": [)";

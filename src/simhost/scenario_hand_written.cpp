@@ -1,0 +1,193 @@
+#include "simhost/scenario_hand_written.h"
+
+#include "quorvane/exceptions.h"
+#include "simhost/hyperv_model.h"
+#include "simhost/scenario_reading.h"
+#include "util/case_insensitive.h"
+#include "util/text.h"
+
+namespace quorvane::sim {
+namespace {
+
+using nlohmann::json;
+
+constexpr std::uint64_t kGiB = 1ull << 30;
+constexpr std::uint64_t kDefaultDiskSize = 40 * kGiB;
+
+std::wstring Text(const json& object, const char* name, const std::string& place,
+                  const std::wstring& fallback = L"") {
+  if (!object.contains(name)) {
+    return fallback;
+  }
+  if (!object.at(name).is_string()) {
+    Reject(place + "/" + name, "expected a string");
+  }
+  return FromUtf8(object.at(name).get<std::string>());
+}
+
+const json& ArrayOf(const json& object, const char* name, const std::string& place) {
+  static const json kNone = json::array();
+  if (!object.contains(name)) {
+    return kNone;
+  }
+  if (!object.at(name).is_array()) {
+    Reject(place + "/" + name, "expected an array");
+  }
+  return object.at(name);
+}
+
+void RequireObject(const json& value, const std::string& place) {
+  if (!value.is_object()) {
+    Reject(place, "expected an object");
+  }
+}
+
+std::uint16_t StateOf(const json& machine, const std::string& place) {
+  if (!machine.contains("state") || !machine.at("state").is_string()) {
+    return Setting<std::uint16_t>(machine, "state", kStateOff, place);
+  }
+  const std::wstring state = FromUtf8(machine.at("state").get<std::string>());
+  for (const auto& [name, value] :
+       {std::pair{L"running", kStateRunning}, std::pair{L"off", kStateOff},
+        std::pair{L"saved", kStateSaved}, std::pair{L"paused", kStatePaused}}) {
+    if (EqualsNoCase(state, name)) {
+      return value;
+    }
+  }
+  Reject(place + "/state", "expected \"running\", \"off\", \"saved\" or \"paused\"");
+}
+
+// A disk file and the chain below it: a path, or {"path", "sizeGb", "parent"} with the parent
+// given the same way. Files already made are reused. Returns the path.
+std::wstring MakeDiskChain(HostCore& host, const json& disk, const std::string& place) {
+  if (disk.is_string()) {
+    const std::wstring path = FromUtf8(disk.get<std::string>());
+    if (host.Disks().Find(path) == nullptr) {
+      CreateDiskFile(host, path, kDefaultDiskSize, L"");
+    }
+    return path;
+  }
+  RequireObject(disk, place);
+  const std::wstring path = Text(disk, "path", place);
+  if (path.empty()) {
+    Reject(place + "/path", "a disk needs a path");
+  }
+  std::wstring parent;
+  if (disk.contains("parent")) {
+    parent = MakeDiskChain(host, disk.at("parent"), place + "/parent");
+  }
+  if (host.Disks().Find(path) != nullptr) {
+    return path;
+  }
+  std::uint64_t size = Setting<std::uint64_t>(disk, "sizeGb", 0, place) * kGiB;
+  if (size == 0) {
+    const VirtualDisk* below = parent.empty() ? nullptr : host.Disks().Find(parent);
+    size = below != nullptr ? below->maxInternalSize : kDefaultDiskSize;
+  }
+  CreateDiskFile(host, path, size, parent);
+  return path;
+}
+
+void AddMachine(HostCore& host, const json& entry, const std::string& place) {
+  RequireObject(entry, place);
+  MachineDefinition definition;
+  definition.name = Text(entry, "name", place);
+  if (definition.name.empty()) {
+    Reject(place + "/name", "a machine needs a name");
+  }
+  definition.id = Text(entry, "id", place);
+  const auto generation = Setting<std::uint16_t>(entry, "generation", 2, place);
+  if (generation != 1 && generation != 2) {
+    Reject(place + "/generation", "expected 1 or 2");
+  }
+  definition.generation2 = generation == 2;
+  definition.version = Text(entry, "version", place, definition.version);
+  definition.memoryMb = Setting<std::uint64_t>(entry, "memoryMb", definition.memoryMb, place);
+  definition.processors = Setting<std::uint64_t>(entry, "processors", definition.processors, place);
+  definition.dynamicMemory = Setting<bool>(entry, "dynamicMemory", false, place);
+  definition.enabledState = StateOf(entry, place);
+  definition.planned = Setting<bool>(entry, "planned", false, place);
+  definition.dataRoot = Text(entry, "dataRoot", place, definition.dataRoot);
+  Repository& v2 = host.Namespace(kVirtualizationNamespace);
+  if (!definition.id.empty() && MachineByName(v2, definition.id)) {
+    Reject(place + "/id", "another machine has this id");
+  }
+  const Repository::Id machine = DefineMachine(host, definition);
+  const bool hasDevices = entry.contains("disks") || entry.contains("dvds") ||
+                          entry.contains("checkpoints") || entry.contains("security");
+  if (definition.planned) {
+    if (hasDevices) {
+      Reject(place, "a planned machine has no disks, DVDs, checkpoints or security here");
+    }
+    return;
+  }
+  const Repository::Id settings = *RealizedSettingsOf(v2, machine);
+  const json& disks = ArrayOf(entry, "disks", place);
+  for (std::size_t i = 0; i < disks.size(); ++i) {
+    const std::string where = place + "/disks/" + std::to_string(i);
+    AttachAtFreePlace(host, settings, MakeDiskChain(host, disks[i], where), false);
+  }
+  const json& dvds = ArrayOf(entry, "dvds", place);
+  for (std::size_t i = 0; i < dvds.size(); ++i) {
+    if (!dvds[i].is_string()) {
+      Reject(place + "/dvds/" + std::to_string(i), "expected the path of an image");
+    }
+    AttachAtFreePlace(host, settings, FromUtf8(dvds[i].get<std::string>()), true);
+  }
+  if (entry.contains("security")) {
+    const json& security = entry.at("security");
+    const std::string where = place + "/security";
+    RequireObject(security, where);
+    SetSecurity(v2, v2.Property(machine, L"Name").AsWideString(),
+                Setting<bool>(security, "tpm", false, where),
+                Setting<bool>(security, "shielding", false, where),
+                Setting<bool>(security, "encryptState", false, where));
+  }
+  const json& checkpoints = ArrayOf(entry, "checkpoints", place);
+  for (std::size_t i = 0; i < checkpoints.size(); ++i) {
+    const std::string where = place + "/checkpoints/" + std::to_string(i);
+    const json& checkpoint = checkpoints[i];
+    if (checkpoint.is_string()) {
+      TakeSnapshot(host, machine, kSnapshotStandard, FromUtf8(checkpoint.get<std::string>()));
+      continue;
+    }
+    RequireObject(checkpoint, where);
+    const bool recovery = Setting<bool>(checkpoint, "recovery", false, where);
+    TakeSnapshot(host, machine, recovery ? kSnapshotRecovery : kSnapshotStandard,
+                 Text(checkpoint, "name", where));
+  }
+}
+
+}  // namespace
+
+bool IsHandWritten(const json& document) {
+  return !document.contains("namespaces");
+}
+
+void ExpandHandWritten(HostCore& host, const json& document) {
+  const json& switches = ArrayOf(document, "switches", "");
+  for (std::size_t i = 0; i < switches.size(); ++i) {
+    const std::string place = "/switches/" + std::to_string(i);
+    if (switches[i].is_string()) {
+      AddSwitch(host, FromUtf8(switches[i].get<std::string>()), L"");
+      continue;
+    }
+    RequireObject(switches[i], place);
+    const std::wstring name = Text(switches[i], "name", place);
+    if (name.empty()) {
+      Reject(place + "/name", "a switch needs a name");
+    }
+    AddSwitch(host, name, Text(switches[i], "id", place));
+  }
+  const json& machines = ArrayOf(document, "machines", "");
+  for (std::size_t i = 0; i < machines.size(); ++i) {
+    const std::string place = "/machines/" + std::to_string(i);
+    try {
+      AddMachine(host, machines[i], place);
+    } catch (const DefaultException& e) {
+      Reject(place, ToUtf8(e.GetMessageDescription()));
+    }
+  }
+}
+
+}  // namespace quorvane::sim
