@@ -1,6 +1,6 @@
 // ReadDatetime on any text a host could send as a CIM datetime.
-#include "quorvane/exceptions.h"
 #include "fuzz_text.h"
+#include "quorvane/exceptions.h"
 #include "wmi/datetime.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -1,6 +1,6 @@
 // The library's reader of embedded instance text (CIM-XML), as it reads what a host returns.
-#include "quorvane/exceptions.h"
 #include "fuzz_text.h"
+#include "quorvane/exceptions.h"
 #include "wmi/embedded_instance_reader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

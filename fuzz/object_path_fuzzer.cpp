@@ -1,6 +1,6 @@
 // The simulated host's object path parser, and looking the path up on the default host.
-#include "quorvane/exceptions.h"
 #include "fuzz_text.h"
+#include "quorvane/exceptions.h"
 #include "simhost/object_path.h"
 #include "simhost/scenario.h"
 
