@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Sets up a fresh Debian machine and runs every test: the normal build, a consumer project
 # against the installed library, the sanitizer build, the Windows DLL and the public suite
-# through it under Wine, the ThreadSanitizer build's thread tests, the clang build, the class
-# table's generator and the formatting check.
+# through it under Wine, the ThreadSanitizer build's thread tests, the clang build, the fuzz
+# targets, the class table's generator and the formatting check.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -65,6 +65,10 @@ TSAN_OPTIONS=halt_on_error=1 build-tsan/tests/quorvane_tests --gtest_filter='*Th
 # A second compiler: the whole tree builds with clang, warnings as errors.
 CXX=clang++ cmake -S . -B build-clang -G Ninja -DCMAKE_BUILD_TYPE=Debug
 cmake --build build-clang --parallel "$jobs"
+
+# The parsers under libFuzzer, briefly, from their seed corpora (scripts/fuzz.sh SECONDS for
+# longer runs).
+scripts/fuzz.sh 20
 
 # The simulated host's class table is exactly what its generator writes from the published
 # table (which sits beside a checkout of the project's own repository, when it does).
