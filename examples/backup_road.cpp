@@ -65,9 +65,11 @@ void NextBackup(quorvane::IQuorvane& root, const std::wstring& machine,
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
   try {
-    auto host = quorvane::sim::SimulatedHost::Default();
+    // The hand-written lab host beside the examples, or the scenario given.
+    auto host =
+        quorvane::sim::SimulatedHost::LoadScenario(argc > 1 ? argv[1] : QUORVANE_EXAMPLE_SCENARIO);
     auto root = Own(host.CreateQuorvane());
     const std::wstring machine = FindMachine(*root, L"web-01");
     const auto kept = FirstBackup(*root, machine);

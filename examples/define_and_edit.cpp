@@ -36,9 +36,11 @@ void Show(quorvane::IQuorvane& root, const std::wstring& machine) {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
   try {
-    auto host = quorvane::sim::SimulatedHost::Default();
+    // The hand-written lab host beside the examples, or the scenario given.
+    auto host =
+        quorvane::sim::SimulatedHost::LoadScenario(argc > 1 ? argv[1] : QUORVANE_EXAMPLE_SCENARIO);
     for (const wchar_t* disk : {L"D:\\Hyper-V\\app\\system.vhdx", L"D:\\Hyper-V\\app\\data.vhdx",
                                 L"D:\\Hyper-V\\app\\data-large.vhdx"}) {
       host.AddDiskFile(disk, 64ull << 30);

@@ -50,9 +50,11 @@ void ListLimits(quorvane::IQuorvane& root) {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
   try {
-    const auto host = quorvane::sim::SimulatedHost::Default();
+    // The hand-written lab host beside the examples, or the scenario given.
+    const auto host =
+        quorvane::sim::SimulatedHost::LoadScenario(argc > 1 ? argv[1] : QUORVANE_EXAMPLE_SCENARIO);
     auto root = Own(host.CreateQuorvane());
     ListMachines(*root);
     ListSwitches(*root);

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Sets up a fresh Debian machine, builds the library and runs the main job: the backup road on
-# the default simulated host, then the host listing, then defining and editing a machine.
+# the simulated host of examples/scenarios/lab.json, then the host listing, then defining and
+# editing a machine.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
