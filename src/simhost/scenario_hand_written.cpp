@@ -25,17 +25,6 @@ std::wstring Text(const json& object, const char* name, const std::string& place
   return FromUtf8(object.at(name).get<std::string>());
 }
 
-const json& ArrayOf(const json& object, const char* name, const std::string& place) {
-  static const json kNone = json::array();
-  if (!object.contains(name)) {
-    return kNone;
-  }
-  if (!object.at(name).is_array()) {
-    Reject(place + "/" + name, "expected an array");
-  }
-  return object.at(name);
-}
-
 void RequireObject(const json& value, const std::string& place) {
   if (!value.is_object()) {
     Reject(place, "expected an object");
@@ -122,12 +111,12 @@ void AddMachine(HostCore& host, const json& entry, const std::string& place) {
     return;
   }
   const Repository::Id settings = *RealizedSettingsOf(v2, machine);
-  const json& disks = ArrayOf(entry, "disks", place);
+  const json& disks = ArrayAt(entry, "disks", place);
   for (std::size_t i = 0; i < disks.size(); ++i) {
     const std::string where = place + "/disks/" + std::to_string(i);
     AttachAtFreePlace(host, settings, MakeDiskChain(host, disks[i], where), false);
   }
-  const json& dvds = ArrayOf(entry, "dvds", place);
+  const json& dvds = ArrayAt(entry, "dvds", place);
   for (std::size_t i = 0; i < dvds.size(); ++i) {
     if (!dvds[i].is_string()) {
       Reject(place + "/dvds/" + std::to_string(i), "expected the path of an image");
@@ -143,7 +132,7 @@ void AddMachine(HostCore& host, const json& entry, const std::string& place) {
                 Setting<bool>(security, "shielding", false, where),
                 Setting<bool>(security, "encryptState", false, where));
   }
-  const json& checkpoints = ArrayOf(entry, "checkpoints", place);
+  const json& checkpoints = ArrayAt(entry, "checkpoints", place);
   for (std::size_t i = 0; i < checkpoints.size(); ++i) {
     const std::string where = place + "/checkpoints/" + std::to_string(i);
     const json& checkpoint = checkpoints[i];
@@ -165,7 +154,7 @@ bool IsHandWritten(const json& document) {
 }
 
 void ExpandHandWritten(HostCore& host, const json& document) {
-  const json& switches = ArrayOf(document, "switches", "");
+  const json& switches = ArrayAt(document, "switches", "");
   for (std::size_t i = 0; i < switches.size(); ++i) {
     const std::string place = "/switches/" + std::to_string(i);
     if (switches[i].is_string()) {
@@ -179,7 +168,7 @@ void ExpandHandWritten(HostCore& host, const json& document) {
     }
     AddSwitch(host, name, Text(switches[i], "id", place));
   }
-  const json& machines = ArrayOf(document, "machines", "");
+  const json& machines = ArrayAt(document, "machines", "");
   for (std::size_t i = 0; i < machines.size(); ++i) {
     const std::string place = "/machines/" + std::to_string(i);
     try {

@@ -107,33 +107,45 @@ WmiValue ScalarFromJson(const MemberDef& member, const json& value, const std::s
 }
 
 void DisksFromJson(const json& storage, VirtualDisks& disks) {
+  if (!storage.is_object()) {
+    Reject("/storage", "expected an object with \"files\" and \"changeTracking\"");
+  }
   std::vector<VirtualDisk> files;
+  const json& fileList = ArrayAt(storage, "files", "/storage");
+  for (std::size_t i = 0; i < fileList.size(); ++i) {
+    const std::string place = "/storage/files/" + std::to_string(i);
+    const json& file = fileList[i];
+    VirtualDisk disk;
+    disk.path = FromUtf8(Required<std::string>(file, "path", place));
+    disk.diskId = FromUtf8(Required<std::string>(file, "diskId", place));
+    disk.format = Setting<std::uint16_t>(file, "format", 3, place);
+    disk.type = Setting<std::uint16_t>(file, "type", 3, place);
+    disk.maxInternalSize = Required<std::uint64_t>(file, "maxInternalSize", place);
+    disk.parentPath = FromUtf8(Setting<std::string>(file, "parentPath", "", place));
+    disk.mergedWith = FromUtf8(Setting<std::string>(file, "mergedWith", "", place));
+    files.push_back(std::move(disk));
+  }
   std::map<std::wstring, ChangeLog, LessNoCase> logs;
-  try {
-    for (const auto& file : storage.value("files", json::array())) {
-      VirtualDisk disk;
-      disk.path = FromUtf8(file.at("path").get<std::string>());
-      disk.diskId = FromUtf8(file.at("diskId").get<std::string>());
-      disk.format = file.value("format", std::uint16_t{3});
-      disk.type = file.value("type", std::uint16_t{3});
-      disk.maxInternalSize = file.at("maxInternalSize").get<std::uint64_t>();
-      disk.parentPath = FromUtf8(file.value("parentPath", std::string()));
-      disk.mergedWith = FromUtf8(file.value("mergedWith", std::string()));
-      files.push_back(std::move(disk));
-    }
-    for (const auto& entry : storage.value("changeTracking", json::array())) {
-      ChangeLog log;
-      log.trackingGuid = FromUtf8(entry.at("trackingGuid").get<std::string>());
-      log.sequence = entry.value("sequence", std::uint64_t{0});
-      log.validFrom = entry.value("validFrom", std::uint64_t{0});
-      for (const auto& write : entry.value("writes", json::array())) {
-        log.writes.push_back({write.at(0).get<std::uint64_t>(), write.at(1).get<std::uint64_t>(),
-                              write.at(2).get<std::uint64_t>()});
+  const json& logList = ArrayAt(storage, "changeTracking", "/storage");
+  for (std::size_t i = 0; i < logList.size(); ++i) {
+    const std::string place = "/storage/changeTracking/" + std::to_string(i);
+    const json& entry = logList[i];
+    ChangeLog log;
+    log.trackingGuid = FromUtf8(Required<std::string>(entry, "trackingGuid", place));
+    log.sequence = Setting<std::uint64_t>(entry, "sequence", 0, place);
+    log.validFrom = Setting<std::uint64_t>(entry, "validFrom", 0, place);
+    const json& writes = ArrayAt(entry, "writes", place);
+    for (std::size_t w = 0; w < writes.size(); ++w) {
+      // [offset, length, sequence]
+      const std::string where = place + "/writes/" + std::to_string(w);
+      if (!writes[w].is_array() || writes[w].size() != 3) {
+        Reject(where, "expected [offset, length, sequence]");
       }
-      logs[FromUtf8(entry.at("path").get<std::string>())] = std::move(log);
+      log.writes.push_back({ValueAs<std::uint64_t>(writes[w][0], where + "/0"),
+                            ValueAs<std::uint64_t>(writes[w][1], where + "/1"),
+                            ValueAs<std::uint64_t>(writes[w][2], where + "/2")});
     }
-  } catch (const json::exception& e) {
-    Reject("/storage", std::string("is not a valid list of disk files: ") + e.what());
+    logs[FromUtf8(Required<std::string>(entry, "path", place))] = std::move(log);
   }
   disks.Restore(std::move(files), std::move(logs));
 }
@@ -290,10 +302,10 @@ class ScenarioLoader {
     if (!document.is_object()) {
       Reject("", "expected a JSON object");
     }
-    if (document.value("format", std::string()) != kScenarioFormat) {
+    if (Setting<std::string>(document, "format", "", "") != kScenarioFormat) {
       Reject("/format", std::string("expected \"") + kScenarioFormat + "\"");
     }
-    if (document.value("version", 0) != kScenarioVersion) {
+    if (Setting<int>(document, "version", 0, "") != kScenarioVersion) {
       Reject("/version", "expected " + std::to_string(kScenarioVersion));
     }
     if (!core_) {

@@ -17,18 +17,14 @@ struct ScenarioError {
   throw ScenarioError{place, problem};
 }
 
-// The member `name` of `object` as a T, or `fallback` when it is not there. A number out of T's
-// range, of the wrong sign or not whole is refused, not converted.
+// The value as a T. A number out of T's range, of the wrong sign or not whole is refused, not
+// converted.
 template <typename T>
-T Setting(const nlohmann::json& object, const char* name, T fallback, const std::string& place) {
-  if (!object.is_object() || !object.contains(name)) {
-    return fallback;
-  }
-  const nlohmann::json& value = object.at(name);
+T ValueAs(const nlohmann::json& value, const std::string& place) {
   if constexpr (std::is_integral_v<T> && !std::is_same_v<T, bool>) {
     // JSON converts a negative or fractional number to any integer type without a word.
     if (!value.is_number()) {
-      Reject(place + "/" + name, "has the wrong type");
+      Reject(place, "has the wrong type");
     }
     const bool whole = value.is_number_integer();
     const bool fits =
@@ -40,15 +36,45 @@ T Setting(const nlohmann::json& object, const char* name, T fallback, const std:
                             value.get<std::int64_t>() <=
                                 static_cast<std::int64_t>(std::numeric_limits<T>::max()));
     if (!fits) {
-      Reject(place + "/" + name,
-             whole ? "is out of range" : "has the wrong type (expected a whole number)");
+      Reject(place, whole ? "is out of range" : "has the wrong type (expected a whole number)");
     }
   }
   try {
     return value.get<T>();
   } catch (const nlohmann::json::exception&) {
-    Reject(place + "/" + name, "has the wrong type");
+    Reject(place, "has the wrong type");
   }
+}
+
+// The member `name` of `object` as a T, or `fallback` when it is not there.
+template <typename T>
+T Setting(const nlohmann::json& object, const char* name, T fallback, const std::string& place) {
+  if (!object.is_object() || !object.contains(name)) {
+    return fallback;
+  }
+  return ValueAs<T>(object.at(name), place + "/" + name);
+}
+
+// The member `name` of `object` as a T; refused when it is not there.
+template <typename T>
+T Required(const nlohmann::json& object, const char* name, const std::string& place) {
+  if (!object.is_object() || !object.contains(name)) {
+    Reject(place + "/" + name, "is missing");
+  }
+  return ValueAs<T>(object.at(name), place + "/" + name);
+}
+
+// The array `name` of `object`; an empty one when it is not there.
+inline const nlohmann::json& ArrayAt(const nlohmann::json& object, const char* name,
+                                     const std::string& place) {
+  static const nlohmann::json kNone = nlohmann::json::array();
+  if (!object.is_object() || !object.contains(name)) {
+    return kNone;
+  }
+  if (!object.at(name).is_array()) {
+    Reject(place + "/" + name, "expected an array");
+  }
+  return object.at(name);
 }
 
 }  // namespace quorvane::sim

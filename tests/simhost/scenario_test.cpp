@@ -195,6 +195,19 @@ TEST(ScenarioTest, InvalidScenariosNameTheSourceAndThePlace) {
             "bad.json: /host/jobDurationMs: is out of range");
   EXPECT_EQ(ErrorOf(host + R"({"jobDurationMs": 1e30}})"),
             "bad.json: /host/jobDurationMs: has the wrong type (expected a whole number)");
+  // Found by fuzzing: numbers the JSON library would convert with undefined behaviour.
+  EXPECT_EQ(ErrorOf(R"({"format": "quorvane-simulated-host", "version": 5.5e86})"),
+            "bad.json: /version: has the wrong type (expected a whole number)");
+  const std::string storage =
+      R"({"format": "quorvane-simulated-host", "version": 1, "namespaces": {}, "storage": )";
+  EXPECT_EQ(ErrorOf(storage + R"({"files": [{"path": "D:\\a.vhdx", "diskId": "A", )"
+                              R"("maxInternalSize": 1, "format": 1e30}]}})"),
+            "bad.json: /storage/files/0/format: has the wrong type (expected a whole number)");
+  EXPECT_EQ(ErrorOf(storage + R"({"changeTracking": [{"path": "D:\\a.vhdx", "trackingGuid": )"
+                              R"("G", "writes": [[-1, 1, 1]]}]}})"),
+            "bad.json: /storage/changeTracking/0/writes/0/0: is out of range");
+  EXPECT_EQ(ErrorOf(storage + R"({"files": [{"diskId": "A", "maxInternalSize": 1}]}})"),
+            "bad.json: /storage/files/0/path: is missing");
   // A number too large for the JSON parser itself ends in the library's exception.
   EXPECT_EQ(ErrorOf(host + R"({"jobDurationMs": 12036054E80848365863}})")
                 .rfind("bad.json: not valid JSON: ", 0),
