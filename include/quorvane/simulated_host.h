@@ -194,6 +194,10 @@ class QUORVANE_API SimulatedHost {
   // The same with the plain entry points' result codes; nothing escapes.
   std::uint32_t CreateQuorvane(const wchar_t* host, const wchar_t* user, const wchar_t* password,
                                IQuorvane** out) const;
+  // A factory whose roots are bound to this host, for code written against
+  // CreateQuorvaneFactory(): CreateLocal and CreateRemote behave as CreateQuorvane above. The
+  // factory keeps the host alive; release it with Release().
+  IQuorvaneFactory* CreateFactory() const;
 
   std::vector<Call> CallLog() const;
   void ClearCallLog();

@@ -41,7 +41,25 @@ int CallsToSkip(int nth) {
   return nth - 1;
 }
 
+class HostFactory final : public IQuorvaneFactory {
+ public:
+  explicit HostFactory(SimulatedHost host) : host_(std::move(host)) {}
+  void Release() override { delete this; }
+  IQuorvane* CreateLocal() override { return host_.CreateQuorvane(); }
+  IQuorvane* CreateRemote(const wchar_t* host, const wchar_t* user,
+                          const wchar_t* password) override {
+    return host_.CreateQuorvane(host, user, password);
+  }
+
+ private:
+  SimulatedHost host_;
+};
+
 }  // namespace
+
+IQuorvaneFactory* SimulatedHost::CreateFactory() const {
+  return new HostFactory(*this);
+}
 
 std::wstring Call::Input(const std::wstring& name) const {
   for (const auto& [key, value] : inputs) {

@@ -102,5 +102,25 @@ TEST(RootTest, MaxVersionIsComparedAsText) {
   EXPECT_FALSE(Own(host.CreateQuorvane())->SupportsVersion62());
 }
 
+// Code written against the factory runs unchanged on the simulated host's.
+TEST(RootTest, FactoryOfTheSimulatedHost) {
+  auto host = NewHost();
+  host.AddMachine({.name = L"web"});
+  const auto countMachines = [](IQuorvaneFactory& factory) {
+    auto machines = Own(Own(factory.CreateLocal())->CreateMachineEnumerator());
+    int count = 0;
+    while (machines->Next()) {
+      ++count;
+    }
+    return count;
+  };
+  auto factory = Own(host.CreateFactory());
+  EXPECT_EQ(countMachines(*factory), 1);
+  auto remote = Own(factory->CreateRemote(L"HV-HOST01", L"admin", L"pw"));
+  EXPECT_TRUE(remote->IsRemoteWithCredentials());
+  host.FailOperations(L"Connect", L"", 0x800706BAu);
+  EXPECT_THROW(factory->CreateRemote(L"HV-HOST01", L"admin", L"pw"), CannotConnectException);
+}
+
 }  // namespace
 }  // namespace quorvane::testing
