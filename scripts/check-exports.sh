@@ -6,6 +6,7 @@ dll="$1"
 exports=$(x86_64-w64-mingw32-objdump -p "$dll" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/p')
 expected=(
   CreateQuorvaneFactory CreateQuorvaneLocal CreateQuorvaneRemote GetExceptionInfo
+  IsChangeTrackingUnusable _ZN8quorvane24IsChangeTrackingUnusableERKNS_16DefaultExceptionE
   _ZN8quorvane21CreateQuorvaneFactoryEv
   _ZN8quorvane19CreateQuorvaneLocalEv
   _ZN8quorvane20CreateQuorvaneRemoteEPKwS1_S1_

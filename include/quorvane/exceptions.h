@@ -58,4 +58,13 @@ class QUORVANE_API HyperVNotFoundException : public DefaultException {
   HyperVNotFoundException(std::uint32_t code, const wchar_t* message);
 };
 
+// Whether a failure means that a change tracking identifier cannot be used: it is unknown,
+// expired, malformed or another disk's, or the disk has no change tracking. A backup then
+// copies the disk whole. True for GetChangeEnumerator's refusal of a checkpoint that is not a
+// recovery checkpoint (code 0xC03A002A), for the host's change tracking statuses as the code
+// (0xC03A0029 invalid identifier, 0xC03A002A change tracking off, 0xC03A0030 no data for the
+// identifier), and for a failed "GetVirtualDiskChanges" job whose description ends with one of
+// these statuses, as Hyper-V writes it: "... (0xC03A0030)".
+QUORVANE_API bool IsChangeTrackingUnusable(const DefaultException& failure);
+
 }  // namespace quorvane

@@ -59,4 +59,6 @@ QUORVANE_API std::uint32_t CreateQuorvaneRemote(const wchar_t* host, const wchar
                                                 const wchar_t* password, quorvane::IQuorvane** out);
 QUORVANE_API void GetExceptionInfo(const quorvane::DefaultException* exception, std::uint32_t* code,
                                    const wchar_t** message);
+// quorvane::IsChangeTrackingUnusable for a caught exception; false for null.
+QUORVANE_API bool IsChangeTrackingUnusable(const quorvane::DefaultException* exception);
 }

@@ -66,4 +66,8 @@ void GetExceptionInfo(const quorvane::DefaultException* exception, std::uint32_t
   quorvane::GetExceptionInfo(exception, code, message);
 }
 
+bool IsChangeTrackingUnusable(const quorvane::DefaultException* exception) {
+  return exception != nullptr && quorvane::IsChangeTrackingUnusable(*exception);
+}
+
 }  // extern "C"

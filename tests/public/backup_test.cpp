@@ -172,6 +172,7 @@ TEST_F(BackupTest, AFailedRecoveryRenameLeavesNoRecoveryCheckpoint) {
   EXPECT_EQ(Count(L"PutInstance"), 1u);
   EXPECT_FALSE(snapshots_->IsRecoverySnapshot(checkpoint.c_str()));
   const auto refused = Raised([&] { snapshots_->GetChangeEnumerator(checkpoint.c_str()); });
+  EXPECT_TRUE(IsChangeTrackingUnusable(refused));
   EXPECT_EQ(refused.GetErrorCode(), 0xC03A002Au);
 }
 

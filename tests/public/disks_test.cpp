@@ -173,6 +173,7 @@ TEST_F(DiskChangesTest, FollowsProcessedByteLengthOverSeveralPasses) {
   host_.ExpireChangeTracking(kDisk);
   const auto e = Raised([&] { ranges->Reset(); });
   EXPECT_EQ(e.GetErrorCode(), 32768u);
+  EXPECT_TRUE(IsChangeTrackingUnusable(e)) << "an expired identifier means a full copy";
   EXPECT_EQ(ranges->GetOffset(), kGiB) << "a failed Reset keeps the ranges it had";
   EXPECT_EQ(Offsets(*ranges).size(), 4u);
 }
@@ -180,8 +181,15 @@ TEST_F(DiskChangesTest, FollowsProcessedByteLengthOverSeveralPasses) {
 TEST_F(DiskChangesTest, UnknownIdentifiersAndEmptyDisks) {
   auto disks = Disks(machine_, false);
   ASSERT_TRUE(disks->Next());
-  EXPECT_EQ(Raised([&] { disks->GetDiskChangeEnumerator(L"rctX:nonsense"); }).GetErrorCode(),
-            32768u);
+  const auto malformed = Raised([&] { disks->GetDiskChangeEnumerator(L"rctX:nonsense"); });
+  EXPECT_EQ(malformed.GetErrorCode(), 32768u);
+  EXPECT_TRUE(IsChangeTrackingUnusable(malformed));
+  EXPECT_TRUE(::IsChangeTrackingUnusable(&malformed));
+  EXPECT_FALSE(::IsChangeTrackingUnusable(nullptr));
+  // Other failures of the same call are not about the identifier.
+  host_.FailMethodCalls(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", 32768);
+  EXPECT_FALSE(IsChangeTrackingUnusable(
+      Raised([&] { disks->GetDiskChangeEnumerator(trackingId_.c_str()); })));
   EXPECT_STREQ(Raised([&] { disks->GetDiskChangeEnumerator(nullptr); }).GetMessageDescription(),
                L"Change tracking id must not be null");
   EXPECT_TRUE(Offsets(*Own(disks->GetDiskChangeEnumerator(trackingId_.c_str()))).empty());
