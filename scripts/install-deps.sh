@@ -3,7 +3,7 @@
 set -euo pipefail
 
 packages=(
-  cmake ninja-build g++ clang libclang-rt-dev clang-format python3 pkg-config
+  cmake ninja-build g++ clang libclang-rt-dev clang-format doxygen python3 pkg-config
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   libpugixml-dev nlohmann-json3-dev libcli11-dev
   g++-mingw-w64-x86-64 wine64

@@ -2,7 +2,7 @@
 # Sets up a fresh Debian machine and runs every test: the normal build, a consumer project
 # against the installed library, the sanitizer build, the Windows DLL and the public suite
 # through it under Wine, the ThreadSanitizer build's thread tests, the clang build, the fuzz
-# targets, the class table's generator and the formatting check.
+# targets, the reference documentation, the class table's generator and the formatting check.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -15,6 +15,9 @@ jobs=$(nproc)
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
 cmake --build build --parallel "$jobs"
 ctest --test-dir build --output-on-failure --parallel "$jobs"
+# The reference of the public headers; any Doxygen warning, an undocumented member among them,
+# fails.
+scripts/reference.sh build
 # A vendor's project: the library installed into a prefix, found with find_package and with
 # pkg-config, and the vendor's own test against the simulated host.
 rm -rf build/install build/consumer

@@ -1,6 +1,8 @@
 #pragma once
 
-// QUORVANE_API marks the symbols a host application may use; everything else stays hidden.
+/// @file
+/// The mark of the symbols a host application may use.
+
 #if defined(_WIN32)
 #if defined(QUORVANE_BUILDING)
 #define QUORVANE_API __declspec(dllexport)
@@ -10,5 +12,6 @@
 #define QUORVANE_API __declspec(dllimport)
 #endif
 #else
+/// Marks the symbols a host application may use; everything else stays hidden.
 #define QUORVANE_API __attribute__((visibility("default")))
 #endif
