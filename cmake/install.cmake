@@ -1,9 +1,10 @@
-# Installing the library: headers, the shared library with its version, a CMake package
-# (find_package(quorvane) gives quorvane::quorvane) and a pkg-config file.
+# Installing the library: headers, the shared libraries with their versions, a CMake package
+# (find_package(quorvane) gives quorvane::quorvane and, for tests, quorvane::simulated_host)
+# and a pkg-config file for each.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-install(TARGETS quorvane EXPORT quorvaneTargets
+install(TARGETS quorvane quorvane_simulated_host EXPORT quorvaneTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
@@ -20,6 +21,14 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/quorvaneConfigVersion.cma
 install(FILES ${PROJECT_BINARY_DIR}/quorvaneConfig.cmake
   ${PROJECT_BINARY_DIR}/quorvaneConfigVersion.cmake DESTINATION ${config_dir})
 
-configure_file(${PROJECT_SOURCE_DIR}/cmake/quorvane.pc.in ${PROJECT_BINARY_DIR}/quorvane.pc
-  @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/quorvane.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+set(QUORVANE_PC_NAME quorvane)
+set(QUORVANE_PC_LIBRARY quorvane)
+set(QUORVANE_PC_DESCRIPTION "Inventories and manages the virtual machines of a Hyper-V host through WMI")
+configure_file(${PROJECT_SOURCE_DIR}/cmake/quorvane.pc.in ${PROJECT_BINARY_DIR}/quorvane.pc @ONLY)
+set(QUORVANE_PC_NAME quorvane-simulated-host)
+set(QUORVANE_PC_LIBRARY quorvane_simulated_host)
+set(QUORVANE_PC_DESCRIPTION "The library bound to a simulated Hyper-V host, for tests")
+configure_file(${PROJECT_SOURCE_DIR}/cmake/quorvane.pc.in
+  ${PROJECT_BINARY_DIR}/quorvane-simulated-host.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/quorvane.pc ${PROJECT_BINARY_DIR}/quorvane-simulated-host.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

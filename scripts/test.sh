@@ -27,7 +27,7 @@ cmake --build build/consumer
 ctest --test-dir build/consumer --output-on-failure
 export PKG_CONFIG_PATH="$PWD/build/install/lib/pkgconfig"
 # shellcheck disable=SC2046  # the flags are words
-g++ -std=c++20 tests/consumer/consumer_test.cpp $(pkg-config --cflags --libs quorvane) \
+g++ -std=c++20 tests/consumer/consumer_test.cpp $(pkg-config --cflags --libs quorvane-simulated-host) \
   -o build/consumer/pkgconfig_consumer
 LD_LIBRARY_PATH="$PWD/build/install/lib" build/consumer/pkgconfig_consumer
 
