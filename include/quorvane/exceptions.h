@@ -14,6 +14,14 @@ namespace quorvane {
 /// Code used for the library's own failures (as opposed to COM or WMI statuses).
 inline constexpr std::uint32_t kLibraryErrorCode = 0xFFFFFFFFu;
 
+#if defined(_MSC_VER)
+// C4275 and C4251: the exported exceptions derive from std::runtime_error and hold a
+// std::shared_ptr. A host that catches them shares the library's C++ runtime anyway, so these
+// types are the same on both sides of the DLL boundary.
+#pragma warning(push)
+#pragma warning(disable : 4251 4275)
+#endif
+
 /// Root of every failure the library reports: a 32-bit code (an HRESULT when the failure came
 /// from COM or WMI, a Hyper-V return value or job error code, or the library's own code) and a
 /// wide message. Copies share one detail record, so the text returned by
@@ -73,6 +81,10 @@ class QUORVANE_API HyperVNotFoundException : public DefaultException {
   /// An exception with this code and message; a null message reads as "".
   HyperVNotFoundException(std::uint32_t code, const wchar_t* message);
 };
+
+#if defined(_MSC_VER)
+#pragma warning(pop)
+#endif
 
 /// Whether a failure means that a change tracking identifier cannot be used: it is unknown,
 /// expired, malformed or another disk's, or the disk has no change tracking. A backup then
