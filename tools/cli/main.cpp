@@ -1,85 +1,82 @@
-// quorvane: a small command-line front end. By default it works on the shipped simulated host;
-// --scenario loads another one from JSON.
+// quorvane: the command-line tool of an administrator or a backup engineer, on a real Hyper-V
+// host (Windows) or on a simulated one from a scenario, built on the library's public API.
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
-#include <functional>
-#include <string>
+#include <nlohmann/json.hpp>
 
-#include "quorvane/quorvane.h"
-#include "quorvane/simulated_host.h"
+#include "commands.h"
+#include "session.h"
+#include "utf8.h"
 
 namespace {
 
-using quorvane::Own;
+using quorvane::cli::Commands;
+using quorvane::cli::Options;
+using quorvane::cli::Session;
 
-std::wstring Wide(const std::string& text) {
-  return std::wstring(text.begin(), text.end());
-}
+constexpr int kSuccess = 0;
+constexpr int kLibraryFailure = 1;
+constexpr int kUsage = 2;
 
-void ListMachines(quorvane::IQuorvane& root) {
-  auto machines = Own(root.CreateMachineEnumerator());
-  while (machines->Next()) {
-    auto info = Own(machines->GetMachineInfo());
-    std::printf("%ls\t%ls\tgeneration %d\t%ls\t%lld MB\t%lld CPU\n", info->GetId(), info->GetName(),
-                info->IsGeneration2() ? 2 : 1, info->GetVersion(),
-                static_cast<long long>(info->GetMemory()),
-                static_cast<long long>(info->GetProcessorCount()));
-  }
-}
-
-void ListDisks(quorvane::IQuorvane& root, const std::wstring& machine) {
-  auto management = Own(root.CreateMachineManagement(false));
-  auto disks = Own(Own(management->GetMachineInfo(machine.c_str()))->CreateDiskEnumerator(true));
-  while (disks->Next()) {
-    std::printf("%ls\t%ls\t%s %u:%u\n", disks->GetPath(),
-                disks->IsDvd() ? L"dvd" : disks->GetDiskId(), disks->IsOnScsi() ? "scsi" : "ide",
-                disks->IsOnScsi() ? 0u : disks->GetControllerAddress(), disks->GetLocation());
-  }
-}
-
-void ListSwitches(quorvane::IQuorvane& root) {
-  auto switches = Own(root.CreateSwitchEnumerator());
-  while (switches->Next()) {
-    std::printf("%ls\t%ls\n", switches->GetId(), switches->GetName());
-  }
+int Fail(int code, const std::string& message) {
+  std::fprintf(stderr, "quorvane: %s\n", message.c_str());
+  return code;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app{"Inventory of a Hyper-V host (the simulated host unless told otherwise)"};
-  std::string scenario;
-  app.add_option("--scenario", scenario, "Load the simulated host from this JSON file");
+  CLI::App app{
+      "Machines, checkpoints and change tracking of a Hyper-V host. Without --scenario (and, on "
+      "Windows, without --host) it works on the shipped simulated host; on Windows, on the "
+      "local host."};
+  app.set_version_flag("--version", std::string("quorvane ") + quorvane::GetVersion());
+  Options options;
+  app.add_option("--scenario", options.scenario, "Work on the simulated host of this scenario");
+  app.add_flag("--save", options.save, "Write the simulated host back to its scenario afterwards");
+  app.add_flag("--json", options.json, "Print JSON for scripts instead of tables");
+  app.add_option("--host", options.host,
+                 "A remote Hyper-V host (Windows); the password comes from QUORVANE_PASSWORD or "
+                 "is asked for");
+  app.add_option("--user", options.user, "The user on the remote host");
   app.require_subcommand(1);
-  auto* machines = app.add_subcommand("machines", "List the machines");
-  auto* switches = app.add_subcommand("switches", "List the virtual switches");
-  std::string machine;
-  auto* disks = app.add_subcommand("disks", "List a machine's disks");
-  disks->add_option("configuration-id", machine, "The machine's ConfigurationID")->required();
-  std::string file;
-  auto* save = app.add_subcommand("save", "Write the simulated host as scenario JSON");
-  save->add_option("file", file, "Where to write it")->required();
-  CLI11_PARSE(app, argc, argv);
+  app.fallthrough();  // the options above may also follow the command
+
+  Commands commands;
+  quorvane::cli::AddReadingCommands(app, commands);
+  quorvane::cli::AddActingCommands(app, commands);
+  quorvane::cli::AddBackupCommands(app, commands);
+  quorvane::cli::AddDefiningCommands(app, commands);
 
   try {
-    const auto host = scenario.empty() ? quorvane::sim::SimulatedHost::Default()
-                                       : quorvane::sim::SimulatedHost::LoadScenario(scenario);
-    if (save->parsed()) {
-      host.SaveScenario(file);
-      return 0;
+    app.parse(argc, argv);
+  } catch (const CLI::Success& e) {
+    return app.exit(e);
+  } catch (const CLI::ParseError& e) {
+    app.exit(e);
+    return kUsage;
+  }
+
+  try {
+    Session session(options);
+    for (const auto& command : commands) {
+      if (command.parsed->parsed()) {
+        command.run(session);
+      }
     }
-    auto root = Own(host.CreateQuorvane());
-    if (machines->parsed()) {
-      ListMachines(*root);
-    } else if (switches->parsed()) {
-      ListSwitches(*root);
-    } else if (disks->parsed()) {
-      ListDisks(*root, Wide(machine));
-    }
-    return 0;
+    session.Finish();
+    return kSuccess;
+  } catch (const quorvane::cli::UsageError& e) {
+    return Fail(kUsage, e.what());
   } catch (const quorvane::DefaultException& e) {
-    std::fprintf(stderr, "quorvane: 0x%08X %s\n", e.GetErrorCode(), e.what());
-    return 1;
+    char code[16];
+    std::snprintf(code, sizeof code, "0x%08X", e.GetErrorCode());
+    return Fail(kLibraryFailure,
+                std::string(code) + " " + quorvane::cli::Utf8(e.GetMessageDescription()));
+  } catch (const std::exception& e) {
+    return Fail(kLibraryFailure, e.what());
+  } catch (...) {
+    return Fail(kLibraryFailure, "unknown failure");
   }
 }
