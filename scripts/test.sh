@@ -15,6 +15,9 @@ jobs=$(nproc)
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
 cmake --build build --parallel "$jobs"
 ctest --test-dir build --output-on-failure --parallel "$jobs"
+# The reliability figures: injection points of the fault sweep and the hostile-input calls.
+build/tests/quorvane_public_tests --gtest_filter='FaultSweepTest.*:BadInputTest.*' |
+  grep -E '^(fault sweep|plain entry point|bad input|  )'
 # The reference of the public headers; any Doxygen warning, an undocumented member among them,
 # fails.
 scripts/reference.sh build
