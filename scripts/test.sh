@@ -60,6 +60,11 @@ rm -rf build-windows/call-logs && mkdir -p build-windows/call-logs
 QUORVANE_CALL_LOG_DIR="$PWD/build-windows/call-logs" scripts/run-wine-test.sh \
   "$PWD/build-windows/wineprefix" build-windows/bin/quorvane_public_tests_com.exe
 scripts/compare-call-logs.sh build/call-logs build-windows/call-logs
+# The command-line tool's cases again with its Windows build, through quorvane.dll's COM code
+# against the served simulated host, under Wine's heap checking: the same output.
+QUORVANE_WINE_PREFIX="$PWD/build-windows/wineprefix" \
+  QUORVANE_WINDOWS_TOOL="$PWD/build-windows/bin/quorvane.exe" \
+  python3 tests/cli/run_cases.py tests/cli/wine-tool.sh
 
 # ThreadSanitizer: threads sharing one root and one simulated host, and the host's own threads.
 cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DQUORVANE_SANITIZE_THREAD=ON \

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "arguments.h"
 #include "commands.h"
 #include "session.h"
 #include "utf8.h"
@@ -41,7 +42,8 @@ int main(int argc, char** argv) {
                  "is asked for");
   app.add_option("--user", options.user, "The user on the remote host");
   app.require_subcommand(1);
-  app.fallthrough();  // the options above may also follow the command
+  app.fallthrough();                       // the options above may also follow the command
+  app.allow_windows_style_options(false);  // "/path" is a path, not an option
 
   Commands commands;
   quorvane::cli::AddReadingCommands(app, commands);
@@ -50,7 +52,8 @@ int main(int argc, char** argv) {
   quorvane::cli::AddDefiningCommands(app, commands);
 
   try {
-    app.parse(argc, argv);
+    quorvane::cli::Utf8Arguments arguments(argc, argv);
+    app.parse(arguments.Count(), arguments.Values());
   } catch (const CLI::Success& e) {
     return app.exit(e);
   } catch (const CLI::ParseError& e) {
