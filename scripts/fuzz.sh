@@ -15,7 +15,8 @@ fi
 CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DQUORVANE_BUILD_FUZZERS=ON -DQUORVANE_BUILD_TESTS=OFF -DQUORVANE_BUILD_EXAMPLES=OFF \
   -DQUORVANE_BUILD_CLI=OFF -DQUORVANE_BUILD_BENCHMARKS=OFF -DQUORVANE_INSTALL=OFF >/dev/null
-cmake --build build-fuzz --parallel "$(nproc)" --target "${targets[@]/%/_fuzzer}"
+targets_built=("${targets[@]/#/quorvane_}")
+cmake --build build-fuzz --parallel "$(nproc)" --target "${targets_built[@]/%/_fuzzer}"
 
 for target in "${targets[@]}"; do
   work="build-fuzz/corpus/$target"

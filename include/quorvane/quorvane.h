@@ -48,7 +48,8 @@ class IQuorvane : public IDestroy {
   /// The host's machines (planned ones included), read now.
   virtual IMachineEnumerator* CreateMachineEnumerator() = 0;
   /// The checkpoints of the machine whose "VirtualSystemIdentifier" is `machineId`. Raises
-  /// DefaultException for null; an unknown machine raises VmNotFoundException on first use.
+  /// DefaultException for null. Nothing is read until an operation runs; ISnapshotManagement
+  /// says what an unknown machine raises.
   virtual ISnapshotManagement* CreateSnapshotManagement(const wchar_t* machineId) = 0;
 };
 
