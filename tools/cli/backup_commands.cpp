@@ -48,8 +48,9 @@ void ChangeTrackingIds(Session& session, const Arguments& arguments) {
   Emit(session, json, table);
 }
 
-// The disk of the machine named by its path, base path or disk id.
-std::wstring FindDiskPath(IQuorvane& root, const MachineRef& machine, const std::string& text) {
+// The machine's disks, standing on the one named by its path, base path or disk id.
+Owned<IDiskEnumerator> FindDisk(IQuorvane& root, const MachineRef& machine,
+                                const std::string& text) {
   const std::wstring wanted = Wide(text);
   auto management = Own(root.CreateMachineManagement(false));
   auto disks =
@@ -57,7 +58,7 @@ std::wstring FindDiskPath(IQuorvane& root, const MachineRef& machine, const std:
   while (disks->Next()) {
     if (wanted == disks->GetPath() || wanted == disks->GetBasePath() ||
         wanted == disks->GetDiskId()) {
-      return disks->GetPath();
+      return disks;
     }
   }
   throw UsageError("no disk \"" + text + "\" on " + Utf8(machine.name));
@@ -65,12 +66,8 @@ std::wstring FindDiskPath(IQuorvane& root, const MachineRef& machine, const std:
 
 void Changes(Session& session, const Arguments& arguments) {
   const MachineRef machine = FindMachine(session.Root(), arguments.machine);
-  const std::wstring path = FindDiskPath(session.Root(), machine, arguments.disk);
-  auto management = Own(session.Root().CreateMachineManagement(false));
-  auto disks =
-      Own(Own(management->GetMachineInfo(machine.id.c_str()))->CreateDiskEnumerator(false));
-  while (disks->Next() && path != disks->GetPath()) {
-  }
+  auto disks = FindDisk(session.Root(), machine, arguments.disk);
+  const std::wstring path = disks->GetPath();
   Owned<IDiskChangeEnumerator> ranges;
   {
     Progress progress("reading the changes of " + Utf8(path), !session.Json());

@@ -102,16 +102,13 @@ void Disks(Session& session, const std::string& name, const std::string& checkpo
   Json json = Json::array();
   // SCSI controllers are numbered in the order their disks come: a disk at a place not past the
   // previous one's is on the next controller.
-  int scsiController = -1;
+  int scsiController = 0;
   std::int64_t lastScsiLocation = -1;
   while (disks->Next()) {
     const bool scsi = disks->IsOnScsi();
     const std::uint32_t location = disks->GetLocation();
-    if (scsi && static_cast<std::int64_t>(location) <= lastScsiLocation) {
-      ++scsiController;
-    }
     if (scsi) {
-      scsiController = std::max(scsiController, 0);
+      scsiController += static_cast<std::int64_t>(location) <= lastScsiLocation;
       lastScsiLocation = location;
     }
     const std::uint32_t controller =
