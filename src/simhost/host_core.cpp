@@ -576,7 +576,7 @@ void HostCore::FailIfScripted(Operation operation, std::wstring_view target) {
 
 ObjectCopy HostCore::CopyOf(const Repository& repository, Repository::Id id) const {
   const Instance& instance = repository.Get(id);
-  ObjectCopy copy{instance.cls, instance.properties, repository.RelativePath(id)};
+  ObjectCopy copy{instance.cls, instance.properties.Map(), repository.RelativePath(id)};
   const auto running = runningSince_.find(id);
   if (running != runningSince_.end() && &repository == &namespaces_.at(kVirtualizationNamespace)) {
     copy.properties[L"OnTimeInMilliseconds"] = WmiValue::UInt64(clockMs_ - running->second);

@@ -184,7 +184,7 @@ Repository::Id TakeSnapshot(HostCore& host, Repository::Id machine, std::uint16_
   const bool recovery = snapshotType == 32768;
   const std::wstring now = host.Now();
 
-  PropertyList copy(v2.Get(realized).properties.begin(), v2.Get(realized).properties.end());
+  PropertyList copy = v2.Get(realized).properties.List();
   const std::wstring parentPath = v2.Property(realized, L"Parent").AsWideString();
   const auto replace = [&copy](const wchar_t* property, WmiValue value) {
     for (auto& entry : copy) {
@@ -211,7 +211,7 @@ Repository::Id TakeSnapshot(HostCore& host, Repository::Id machine, std::uint16_
   const std::wstring realizedPrefix = v2.Property(realized, L"InstanceID").AsWideString();
   for (const auto part : PartsOf(v2, realized)) {
     const Instance& original = v2.Get(part);
-    PropertyList partCopy(original.properties.begin(), original.properties.end());
+    PropertyList partCopy = original.properties.List();
     for (auto& [property, value] : partCopy) {
       if (EqualsNoCase(property, L"InstanceID")) {
         value = WmiValue::String(instance + value.AsWideString().substr(realizedPrefix.size()));

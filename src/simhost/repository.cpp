@@ -41,11 +41,6 @@ const ClassDef& RequireClass(std::wstring_view className) {
   return *cls;
 }
 
-WmiValue Instance::Get(std::wstring_view name) const {
-  const auto found = properties.find(name);
-  return found == properties.end() ? WmiValue() : found->second;
-}
-
 Repository::Repository(std::wstring server, std::wstring nameSpace)
     : server_(std::move(server)), nameSpace_(std::move(nameSpace)) {}
 
@@ -75,12 +70,10 @@ Repository::Id Repository::CreateWith(std::wstring_view className, const Propert
                                       const KnownEnds& ends) {
   Instance instance;
   instance.cls = &RequireClass(className);
+  instance.properties.Reserve(properties.size());
   for (const auto& [name, value] : properties) {
     const MemberDef& property = RequireProperty(*instance.cls, name);
-    WmiValue converted = Coerce(property, value);
-    if (!converted.IsNull()) {
-      instance.properties[std::wstring(property.name)] = std::move(converted);
-    }
+    instance.properties.Set(property, Coerce(property, value));
   }
   for (const auto& key : Schema::Instance().Keys(*instance.cls)) {
     if (instance.Get(key).IsNull()) {
@@ -170,9 +163,9 @@ void Repository::IndexValue(Id id, std::wstring_view property, const WmiValue& v
 }
 
 void Repository::IndexValues(Id id, const Instance& instance, bool add) {
-  for (const auto& [name, value] : instance.properties) {
-    IndexValue(id, name, value, add);
-  }
+  instance.properties.ForEach([&](const MemberDef& property, const WmiValue& value) {
+    IndexValue(id, property.name, value, add);
+  });
 }
 
 std::vector<Repository::Id> Repository::WithValue(std::wstring_view property,
@@ -251,11 +244,7 @@ void Repository::Set(Id id, std::wstring_view name, const WmiValue& value) {
   }
   IndexValue(id, property.name, instance.Get(property.name), false);
   IndexValue(id, property.name, converted, true);
-  if (converted.IsNull()) {
-    instance.properties.erase(std::wstring(property.name));
-  } else {
-    instance.properties[std::wstring(property.name)] = std::move(converted);
-  }
+  instance.properties.Set(property, std::move(converted));
   if (reference) {
     IndexReferences(id, true);
   }
@@ -266,10 +255,11 @@ void Repository::SetUnchecked(Id id, std::wstring_view name, WmiValue value) {
   if (found == instances_.end()) {
     ThrowIfWmiFailed(status::kWbemNotFound);
   }
+  const MemberDef& property = RequireProperty(*found->second.cls, name);
   Remember(id);
   IndexValue(id, name, found->second.Get(name), false);
   IndexValue(id, name, value, true);
-  found->second.properties[std::wstring(name)] = std::move(value);
+  found->second.properties.Set(property, std::move(value));
 }
 
 void Repository::Delete(Id id) {

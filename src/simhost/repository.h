@@ -11,19 +11,17 @@
 
 #include "simhost/object_path.h"
 #include "simhost/schema.h"
+#include "simhost/stored_values.h"
 #include "util/case_insensitive.h"
 
 namespace quorvane::sim {
 
-using PropertyMap = std::map<std::wstring, WmiValue, LessNoCase>;
-using PropertyList = std::vector<std::pair<std::wstring, WmiValue>>;
-
 struct Instance {
   const ClassDef* cls = nullptr;
-  // Properties that hold a value, under the names the schema gives them; the rest are null.
-  PropertyMap properties;
+  // Properties that hold a value; the rest are null.
+  StoredValues properties;
 
-  WmiValue Get(std::wstring_view name) const;
+  WmiValue Get(std::wstring_view name) const { return properties.Get(name); }
 };
 
 // The instances of one namespace, in the order they were created. Association instances are

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "quorvane/exceptions.h"
 #include "status_of.h"
 
@@ -72,6 +74,32 @@ TEST_F(RepositoryTest, DeletingAnObjectTakesItsAssociationsAlong) {
   EXPECT_EQ(repository_.All().size(), 3u);  // machine, first, one association
   repository_.Delete(machine);
   EXPECT_EQ(repository_.All().size(), 1u);
+}
+
+TEST_F(RepositoryTest, KeepsEveryValueExactlyAsGiven) {
+  const auto settings = Settings(L"1");
+  const std::vector<std::pair<const wchar_t*, WmiValue>> values = {
+      {L"ElementName", WmiValue::String(L"Caf\u00e9 \u2603 \U0001F600")},
+      {L"Notes", WmiValue::Array(std::vector<std::wstring>{L"plain", L"\u00fcber", L""})},
+      {L"Description", WmiValue::String(std::wstring(L"\x7f\x80\0end", 6))},
+      {L"VirtualSystemSubType", WmiValue::String(L"Microsoft:Hyper-V:SubType:2")},
+      {L"AutomaticStartupActionDelay", WmiValue::String(L"00000000000120.000000:000")},
+      {L"BootSourceOrder", WmiValue::Array(std::vector<std::wstring>{})},
+  };
+  for (const auto& [name, value] : values) {
+    repository_.Set(settings, name, value);
+  }
+  for (const auto& [name, value] : values) {
+    EXPECT_EQ(repository_.Property(settings, name), value) << name;
+    EXPECT_EQ(repository_.Property(settings, ToLower(name)), value) << "any case: " << name;
+  }
+  repository_.Set(settings, L"ElementName", WmiValue());
+  EXPECT_TRUE(repository_.Property(settings, L"ElementName").IsNull());
+  const auto list = repository_.Get(settings).properties.List();
+  ASSERT_EQ(list.size(), values.size());  // the rest and the InstanceID
+  EXPECT_TRUE(std::is_sorted(list.begin(), list.end(), [](const auto& a, const auto& b) {
+    return CompareNoCase(a.first, b.first) < 0;
+  }));
 }
 
 }  // namespace
