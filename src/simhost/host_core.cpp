@@ -263,7 +263,7 @@ std::vector<ObjectCopy> HostCore::RunQuery(Repository& repository, const std::ws
   const auto classMatches = [&](Repository::Id id, const std::wstring& wanted) {
     return wanted.empty() || Schema::Instance().IsA(*repository.Get(id).cls, wanted);
   };
-  const auto roleMatches = [](const std::wstring& role, const std::wstring& wanted) {
+  const auto roleMatches = [](std::wstring_view role, const std::wstring& wanted) {
     return wanted.empty() || EqualsNoCase(role, wanted);
   };
   std::vector<Repository::Id> seenAssociations;

@@ -1,6 +1,7 @@
 #include "simhost/repository.h"
 
 #include <algorithm>
+#include <cstdint>
 
 #include "errors/status.h"
 #include "simhost/cim_value.h"
@@ -9,6 +10,8 @@ namespace quorvane::sim {
 namespace {
 
 constexpr HResult kAlreadyExists = ToHResult(0x80041019);
+// Starts the narrow form of text that is not plain ASCII; never the first byte of ASCII text.
+constexpr char kWideMark = '\x80';
 
 const MemberDef& RequireProperty(const ClassDef& cls, std::wstring_view name) {
   const MemberDef* property = Schema::Instance().FindProperty(cls, name);
@@ -29,6 +32,52 @@ WmiValue Coerce(const MemberDef& property, const WmiValue& value) {
 bool IsKey(const ClassDef& cls, std::wstring_view name) {
   const auto keys = Schema::Instance().Keys(cls);
   return std::any_of(keys.begin(), keys.end(), [&](auto key) { return EqualsNoCase(key, name); });
+}
+
+// A key for comparing text, one byte a character when the text is ASCII, and the text's whole
+// code units behind a mark otherwise, so that no two texts share a key.
+std::string KeyText(std::wstring_view text) {
+  const bool ascii = std::all_of(text.begin(), text.end(),
+                                 [](wchar_t c) { return static_cast<std::uint32_t>(c) < 0x80; });
+  if (ascii) {
+    return std::string(text.begin(), text.end());
+  }
+  std::string key(1, kWideMark);
+  key.append(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
+  return key;
+}
+
+std::wstring TextOfKey(std::string_view key) {
+  if (key.empty() || key.front() != kWideMark) {
+    return std::wstring(key.begin(), key.end());
+  }
+  std::wstring text((key.size() - 1) / sizeof(wchar_t), L'\0');
+  std::copy(key.begin() + 1, key.end(), reinterpret_cast<char*>(text.data()));
+  return text;
+}
+
+std::string ValueKey(std::wstring_view property, std::wstring_view value) {
+  return KeyText(ToLower(property) + L'\n' + ToLower(value));
+}
+
+void InsertSorted(std::vector<std::uint64_t>& ids, std::uint64_t id) {
+  if (ids.empty() || ids.back() < id) {
+    ids.push_back(id);  // the usual case: ids grow as objects are made
+    return;
+  }
+  const auto at = std::lower_bound(ids.begin(), ids.end(), id);
+  if (at == ids.end() || *at != id) {
+    ids.insert(at, id);
+  }
+}
+
+// Drops the id; true when none are left.
+bool EraseSorted(std::vector<std::uint64_t>& ids, std::uint64_t id) {
+  const auto at = std::lower_bound(ids.begin(), ids.end(), id);
+  if (at != ids.end() && *at == id) {
+    ids.erase(at);
+  }
+  return ids.empty();
 }
 
 }  // namespace
@@ -80,7 +129,7 @@ Repository::Id Repository::CreateWith(std::wstring_view className, const Propert
       ThrowIfWmiFailed(status::kWbemInvalidParameter);
     }
   }
-  std::wstring identity = IdentityWith(instance, ends);
+  Identity identity = IdentityWith(instance, ends);
   if (!identity.empty() && byIdentity_.count(identity) != 0) {
     ThrowIfWmiFailed(kAlreadyExists);
   }
@@ -92,7 +141,8 @@ Repository::Id Repository::CreateWith(std::wstring_view className, const Propert
 
 // An association whose keys are the references to its ends is identified by the ends'
 // identities, the same text IdentityOf works out by reading the references back.
-std::wstring Repository::IdentityWith(const Instance& instance, const KnownEnds& ends) const {
+Repository::Identity Repository::IdentityWith(const Instance& instance,
+                                              const KnownEnds& ends) const {
   std::vector<std::pair<std::wstring, std::wstring>> keys;
   for (const auto& key : Schema::Instance().Keys(*instance.cls)) {
     const auto end = std::find_if(ends.begin(), ends.end(), [&](const auto& known) {
@@ -101,31 +151,34 @@ std::wstring Repository::IdentityWith(const Instance& instance, const KnownEnds&
     if (end == ends.end()) {
       return IdentityOf(instance);
     }
-    keys.emplace_back(ToLower(key), identities_.at(end->second));
+    keys.emplace_back(ToLower(key), TextOfKey(RecordOf(end->second).identity));
   }
   return keys.empty() ? IdentityOf(instance)
-                      : JoinIdentity(instance.cls->name, false, std::move(keys));
+                      : KeyText(JoinIdentity(instance.cls->name, false, std::move(keys)));
 }
 
-void Repository::Insert(Id id, Instance instance, std::wstring identity, const KnownEnds& ends) {
-  byClass_[instance.cls].insert(id);
-  IndexValues(id, instance, true);
-  instances_.emplace(id, std::move(instance));
-  const std::wstring& kept = identities_.emplace(id, std::move(identity)).first->second;
-  if (!kept.empty()) {
-    byIdentity_.emplace(kept, id);
+void Repository::Insert(Id id, Instance instance, Identity identity, const KnownEnds& ends) {
+  Record& record =
+      records_.emplace(id, Record{std::move(instance), std::move(identity), {}}).first->second;
+  InsertSorted(byClass_[record.instance.cls], id);
+  IndexValues(id, record.instance, true);
+  if (!record.identity.empty()) {
+    byIdentity_.emplace(record.identity, id);
   }
-  IndexReferences(id, true, ends);
+  record.ends = ResolveEnds(record.instance, ends);
+  IndexReferences(id, record, true);
 }
 
 void Repository::Erase(Id id) {
-  IndexReferences(id, false);
-  const Instance& instance = instances_.at(id);
-  byIdentity_.erase(identities_.at(id));
-  identities_.erase(id);
-  byClass_[instance.cls].erase(id);
-  IndexValues(id, instance, false);
-  instances_.erase(id);
+  const auto found = records_.find(id);
+  const Record& record = found->second;
+  IndexReferences(id, record, false);
+  byIdentity_.erase(record.identity);
+  if (EraseSorted(byClass_[record.instance.cls], id)) {
+    byClass_.erase(record.instance.cls);
+  }
+  IndexValues(id, record.instance, false);
+  records_.erase(found);
 }
 
 bool Repository::IsIndexed(std::wstring_view property) {
@@ -139,24 +192,15 @@ bool Repository::IsIndexed(std::wstring_view property) {
   return false;
 }
 
-namespace {
-
-std::wstring ValueKey(std::wstring_view property, std::wstring_view value) {
-  return ToLower(std::wstring(property)) + L'\n' + ToLower(std::wstring(value));
-}
-
-}  // namespace
-
 void Repository::IndexValue(Id id, std::wstring_view property, const WmiValue& value, bool add) {
   if (value.IsNull() || value.IsArray() || !IsIndexed(property)) {
     return;
   }
-  const std::wstring key = ValueKey(property, value.AsWideString());
+  std::string key = ValueKey(property, value.AsWideString());
   if (add) {
-    byValue_[key].insert(id);
+    InsertSorted(byValue_[std::move(key)], id);
   } else if (const auto found = byValue_.find(key); found != byValue_.end()) {
-    found->second.erase(id);
-    if (found->second.empty()) {
+    if (EraseSorted(found->second, id)) {
       byValue_.erase(found);
     }
   }
@@ -171,17 +215,16 @@ void Repository::IndexValues(Id id, const Instance& instance, bool add) {
 std::vector<Repository::Id> Repository::WithValue(std::wstring_view property,
                                                   std::wstring_view value) const {
   const auto found = byValue_.find(ValueKey(property, value));
-  return found == byValue_.end() ? std::vector<Id>{}
-                                 : std::vector<Id>(found->second.begin(), found->second.end());
+  return found == byValue_.end() ? std::vector<Id>{} : found->second;
 }
 
 void Repository::Remember(Id id) {
   if (!change_ || change_->before.count(id) != 0) {
     return;
   }
-  const auto found = instances_.find(id);
+  const auto found = records_.find(id);
   change_->before.emplace(
-      id, found == instances_.end() ? std::nullopt : std::optional<Instance>(found->second));
+      id, found == records_.end() ? std::nullopt : std::optional<Instance>(found->second.instance));
 }
 
 void Repository::BeginChange() {
@@ -207,7 +250,7 @@ void Repository::RollBack() {
   for (const bool associations : {false, true}) {
     for (auto& [id, before] : change.before) {
       if (before && before->cls->isAssociation == associations) {
-        std::wstring identity = IdentityOf(*before);
+        Identity identity = IdentityOf(*before);
         Insert(id, std::move(*before), std::move(identity));
       }
     }
@@ -224,11 +267,12 @@ Repository::Id Repository::Associate(std::wstring_view className, std::wstring_v
 }
 
 void Repository::Set(Id id, std::wstring_view name, const WmiValue& value) {
-  auto found = instances_.find(id);
-  if (found == instances_.end()) {
+  auto found = records_.find(id);
+  if (found == records_.end()) {
     ThrowIfWmiFailed(status::kWbemNotFound);
   }
-  Instance& instance = found->second;
+  Record& record = found->second;
+  Instance& instance = record.instance;
   const MemberDef& property = RequireProperty(*instance.cls, name);
   WmiValue converted = Coerce(property, value);
   Remember(id);
@@ -240,26 +284,28 @@ void Repository::Set(Id id, std::wstring_view name, const WmiValue& value) {
   }
   const bool reference = property.type == CimType::Reference && instance.cls->isAssociation;
   if (reference) {
-    IndexReferences(id, false);
+    IndexReferences(id, record, false);
   }
   IndexValue(id, property.name, instance.Get(property.name), false);
   IndexValue(id, property.name, converted, true);
   instance.properties.Set(property, std::move(converted));
   if (reference) {
-    IndexReferences(id, true);
+    record.ends = ResolveEnds(instance, {});
+    IndexReferences(id, record, true);
   }
 }
 
 void Repository::SetUnchecked(Id id, std::wstring_view name, WmiValue value) {
-  const auto found = instances_.find(id);
-  if (found == instances_.end()) {
+  const auto found = records_.find(id);
+  if (found == records_.end()) {
     ThrowIfWmiFailed(status::kWbemNotFound);
   }
-  const MemberDef& property = RequireProperty(*found->second.cls, name);
+  Instance& instance = found->second.instance;
+  const MemberDef& property = RequireProperty(*instance.cls, name);
   Remember(id);
-  IndexValue(id, name, found->second.Get(name), false);
+  IndexValue(id, name, instance.Get(name), false);
   IndexValue(id, name, value, true);
-  found->second.properties.Set(property, std::move(value));
+  instance.properties.Set(property, std::move(value));
 }
 
 void Repository::Delete(Id id) {
@@ -275,12 +321,16 @@ void Repository::Delete(Id id) {
   Erase(id);
 }
 
-const Instance& Repository::Get(Id id) const {
-  const auto found = instances_.find(id);
-  if (found == instances_.end()) {
+const Repository::Record& Repository::RecordOf(Id id) const {
+  const auto found = records_.find(id);
+  if (found == records_.end()) {
     ThrowIfWmiFailed(status::kWbemNotFound);
   }
   return found->second;
+}
+
+const Instance& Repository::Get(Id id) const {
+  return RecordOf(id).instance;
 }
 
 std::optional<Repository::Id> Repository::Find(const ObjectPath& path) const {
@@ -341,112 +391,143 @@ std::vector<Repository::Id> Repository::Enumerate(const ClassDef& cls) const {
 
 std::vector<Repository::Id> Repository::All() const {
   std::vector<Id> ids;
-  ids.reserve(instances_.size());
-  for (const auto& entry : instances_) {
+  ids.reserve(records_.size());
+  for (const auto& entry : records_) {
     ids.push_back(entry.first);
   }
   return ids;
 }
 
-std::optional<Repository::Id> Repository::CachedEnd(Id association,
+std::optional<Repository::Id> Repository::CachedEnd(const Record& association,
                                                     std::wstring_view property) const {
-  const auto found = endsOf_.find(association);
-  if (found == endsOf_.end()) {
-    return std::nullopt;
-  }
-  for (const auto& [name, end] : found->second) {
-    if (EqualsNoCase(name, property) && Contains(end)) {
-      return end;
+  for (const auto& end : association.ends) {
+    if (EqualsNoCase(end.property->name, property) && Contains(end.object)) {
+      return end.object;
     }
   }
   return std::nullopt;
 }
 
 std::vector<Repository::Link> Repository::LinksOf(Id id) const {
-  Get(id);  // raises for an unknown object
-  const std::wstring& identity = identities_.at(id);
-  std::vector<std::pair<Id, std::wstring_view>> referring;
-  const auto range = referencedBy_.equal_range(identity);
-  for (auto it = range.first; it != range.second; ++it) {
-    referring.push_back(it->second);
+  const Record& record = RecordOf(id);  // raises for an unknown object
+  std::vector<Referrer> referring;
+  if (const auto found = referrers_.find(id); found != referrers_.end()) {
+    referring = found->second;
   }
-  std::sort(referring.begin(), referring.end());
+  if (!record.identity.empty()) {
+    const auto range = unresolved_.equal_range(record.identity);
+    for (auto it = range.first; it != range.second; ++it) {
+      referring.push_back(it->second);
+    }
+  }
+  std::sort(referring.begin(), referring.end(), [](const Referrer& a, const Referrer& b) {
+    return a.association != b.association ? a.association < b.association
+                                          : a.role->name < b.role->name;
+  });
   std::vector<Link> links;
   for (const auto& [association, role] : referring) {
-    const Instance& link = Get(association);
-    for (const MemberDef* property : Schema::Instance().Properties(*link.cls)) {
-      if (property->type != CimType::Reference || EqualsNoCase(property->name, role)) {
+    const Record& link = RecordOf(association);
+    for (const MemberDef* property : Schema::Instance().Properties(*link.instance.cls)) {
+      if (property->type != CimType::Reference || EqualsNoCase(property->name, role->name)) {
         continue;
       }
-      auto endpoint = CachedEnd(association, property->name);
+      auto endpoint = CachedEnd(link, property->name);
       if (!endpoint) {
-        endpoint = Find(link.Get(property->name).AsWideString());
+        endpoint = Find(link.instance.Get(property->name).AsWideString());
       }
       if (endpoint) {
-        links.push_back({association, std::wstring(role), *endpoint, std::wstring(property->name)});
+        links.push_back({association, role->name, *endpoint, property->name});
       }
     }
   }
   return links;
 }
 
-std::wstring Repository::IdentityOf(const Instance& instance) const {
+Repository::Identity Repository::IdentityOf(const Instance& instance) const {
   ObjectPath path;
   path.className = std::wstring(instance.cls->name);
   for (const auto& key : Schema::Instance().Keys(*instance.cls)) {
     path.keys.emplace_back(key, instance.Get(key).AsWideString());
   }
-  return path.keys.empty() ? std::wstring() : IdentityOfPath(std::move(path));
+  return path.keys.empty() ? Identity() : IdentityOfPath(std::move(path));
 }
 
 // Server and namespace do not take part: a repository holds one namespace of one host.
-std::wstring Repository::IdentityOfPath(ObjectPath path) const {
+Repository::Identity Repository::IdentityOfPath(ObjectPath path) const {
   path.server.clear();
   path.nameSpace.clear();
-  return PathIdentity(path);
+  return KeyText(PathIdentity(path));
 }
 
-void Repository::IndexReferences(Id id, bool add, const KnownEnds& ends) {
-  const Instance& instance = instances_.at(id);
+std::vector<Repository::End> Repository::ResolveEnds(const Instance& instance,
+                                                     const KnownEnds& known) {
+  std::vector<End> ends;
   if (!instance.cls->isAssociation) {
-    return;
-  }
-  if (!add) {
-    endsOf_.erase(id);
+    return ends;
   }
   for (const MemberDef* property : Schema::Instance().Properties(*instance.cls)) {
     if (property->type != CimType::Reference) {
       continue;
     }
-    const auto known = std::find_if(ends.begin(), ends.end(), [&](const auto& end) {
-      return EqualsNoCase(end.first, property->name);
+    const auto end = std::find_if(known.begin(), known.end(), [&](const auto& each) {
+      return EqualsNoCase(each.first, property->name);
     });
-    std::wstring identity;
-    std::optional<Id> resolved;
-    if (known != ends.end()) {
-      resolved = known->second;
-      identity = identities_.at(known->second);
-    } else {
-      const auto target = ParseObjectPath(instance.Get(property->name).AsWideString());
-      if (!target) {
-        continue;
-      }
-      resolved = Find(*target);
-      identity = resolved ? identities_.at(*resolved) : IdentityOfPath(*target);
+    if (end != known.end()) {
+      ends.push_back({property, end->second});
+    } else if (const auto found = Find(instance.Get(property->name).AsWideString())) {
+      ends.push_back({property, *found});
     }
-    if (add && resolved) {
-      endsOf_[id].emplace_back(property->name, *resolved);
-    }
-    if (add) {
-      referencedBy_.emplace(identity, std::make_pair(id, std::wstring_view(property->name)));
+  }
+  return ends;
+}
+
+// A reference to a stored object is indexed by the object; one to an object that was not
+// stored, by the identity of the path it holds.
+void Repository::IndexReferences(Id id, const Record& record, bool add) {
+  if (!record.instance.cls->isAssociation) {
+    return;
+  }
+  for (const MemberDef* property : Schema::Instance().Properties(*record.instance.cls)) {
+    if (property->type != CimType::Reference) {
       continue;
     }
-    const auto range = referencedBy_.equal_range(identity);
-    for (auto it = range.first; it != range.second; ++it) {
-      if (it->second.first == id) {
-        referencedBy_.erase(it);
-        break;
+    const Referrer referrer{id, property};
+    const auto end = std::find_if(record.ends.begin(), record.ends.end(),
+                                  [&](const End& each) { return each.property == property; });
+    if (end == record.ends.end()) {
+      const auto target = ParseObjectPath(record.instance.Get(property->name).AsWideString());
+      if (target) {
+        IndexReference(IdentityOfPath(*target), referrer, add);
       }
+      continue;
+    }
+    auto& referring = referrers_[end->object];
+    if (add) {
+      referring.push_back(referrer);
+      continue;
+    }
+    const auto stale = std::find_if(referring.begin(), referring.end(), [&](const Referrer& each) {
+      return each.association == id && each.role == property;
+    });
+    if (stale != referring.end()) {
+      referring.erase(stale);
+    }
+    if (referring.empty()) {
+      referrers_.erase(end->object);
+    }
+  }
+}
+
+void Repository::IndexReference(const Identity& identity, Referrer referrer, bool add) {
+  if (add) {
+    unresolved_.emplace(identity, referrer);
+    return;
+  }
+  const auto range = unresolved_.equal_range(identity);
+  for (auto it = range.first; it != range.second; ++it) {
+    if (it->second.association == referrer.association && it->second.role == referrer.role) {
+      unresolved_.erase(it);
+      return;
     }
   }
 }

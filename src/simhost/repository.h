@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -34,9 +33,9 @@ class Repository {
   // An association instance that refers to an object, seen from that object.
   struct Link {
     Id association;
-    std::wstring role;  // the reference property that names the object
-    Id endpoint;        // the object at the other end
-    std::wstring resultRole;
+    std::wstring_view role;  // the reference property that names the object
+    Id endpoint;             // the object at the other end
+    std::wstring_view resultRole;
   };
 
   Repository(std::wstring server, std::wstring nameSpace);
@@ -62,7 +61,7 @@ class Repository {
   void Commit();
   void RollBack();
 
-  bool Contains(Id id) const { return instances_.count(id) != 0; }
+  bool Contains(Id id) const { return records_.count(id) != 0; }
   const Instance& Get(Id id) const;
   WmiValue Property(Id id, std::wstring_view name) const { return Get(id).Get(name); }
   std::optional<Id> Find(const ObjectPath& path) const;
@@ -82,17 +81,39 @@ class Repository {
   std::vector<Link> LinksOf(Id id) const;
 
  private:
-  std::wstring IdentityOf(const Instance& instance) const;
-  std::wstring IdentityOfPath(ObjectPath path) const;
+  // Identities are compared a great deal and kept for every object, so they are kept narrow.
+  using Identity = std::string;
+  // An association's reference property and the stored object it named.
+  struct End {
+    const MemberDef* property;
+    Id object;
+  };
+  // An association that refers to an object, and the reference property that names it.
+  struct Referrer {
+    Id association;
+    const MemberDef* role;
+  };
+  struct Record {
+    Instance instance;
+    Identity identity;  // empty for an instance without keys
+    // The objects an association's references named when it was stored.
+    std::vector<End> ends;
+  };
+
+  Identity IdentityOf(const Instance& instance) const;
+  Identity IdentityOfPath(ObjectPath path) const;
   // The objects an association being made refers to, by role: known, so not looked up again.
   using KnownEnds = std::vector<std::pair<std::wstring_view, Id>>;
   Id CreateWith(std::wstring_view className, const PropertyList& properties, const KnownEnds& ends);
-  std::wstring IdentityWith(const Instance& instance, const KnownEnds& ends) const;
-  void IndexReferences(Id id, bool add, const KnownEnds& ends = {});
-  std::optional<Id> CachedEnd(Id association, std::wstring_view property) const;
+  Identity IdentityWith(const Instance& instance, const KnownEnds& ends) const;
+  std::vector<End> ResolveEnds(const Instance& instance, const KnownEnds& known);
+  void IndexReferences(Id id, const Record& record, bool add);
+  void IndexReference(const Identity& identity, Referrer referrer, bool add);
+  std::optional<Id> CachedEnd(const Record& association, std::wstring_view property) const;
+  const Record& RecordOf(Id id) const;
   // Notes the instance as it is before the open change first touches it.
   void Remember(Id id);
-  void Insert(Id id, Instance instance, std::wstring identity, const KnownEnds& ends = {});
+  void Insert(Id id, Instance instance, Identity identity, const KnownEnds& ends = {});
   void Erase(Id id);
   void IndexValues(Id id, const Instance& instance, bool add);
   void IndexValue(Id id, std::wstring_view property, const WmiValue& value, bool add);
@@ -100,17 +121,18 @@ class Repository {
   std::wstring server_;
   std::wstring nameSpace_;
   Id nextId_ = 1;
-  std::map<Id, Instance> instances_;
-  // Views of the texts identities_ keeps.
-  std::unordered_map<std::wstring_view, Id> byIdentity_;
-  // Referenced identity -> the association and its reference property (a schema name).
-  std::unordered_multimap<std::wstring, std::pair<Id, std::wstring_view>> referencedBy_;
-  std::unordered_map<const ClassDef*, std::set<Id>> byClass_;
-  std::unordered_map<Id, std::wstring> identities_;  // each instance's, worked out once
-  // The objects an association's references named when it was stored, by property.
-  std::unordered_map<Id, std::vector<std::pair<std::wstring_view, Id>>> endsOf_;
-  // Indexed property (lower case) and value (folded) -> instances.
-  std::unordered_map<std::wstring, std::set<Id>> byValue_;
+  std::map<Id, Record> records_;
+  // Views of the identities records_ keeps.
+  std::unordered_map<std::string_view, Id> byIdentity_;
+  // Stored object -> the associations whose references named it, and the property that did.
+  // Kept while the object is away for a rollback, so untouched associations find it again.
+  std::unordered_map<Id, std::vector<Referrer>> referrers_;
+  // References to objects that were not stored when the association was, by their identity.
+  std::unordered_multimap<Identity, Referrer> unresolved_;
+  // Instances of each class, and of each indexed property (lower case) and value (folded):
+  // ids in ascending (creation) order.
+  std::unordered_map<const ClassDef*, std::vector<Id>> byClass_;
+  std::unordered_map<std::string, std::vector<Id>> byValue_;
   struct OpenChange {
     Id nextId;
     std::map<Id, std::optional<Instance>> before;  // nothing: the instance did not exist

@@ -76,6 +76,34 @@ TEST_F(RepositoryTest, DeletingAnObjectTakesItsAssociationsAlong) {
   EXPECT_EQ(repository_.All().size(), 1u);
 }
 
+TEST_F(RepositoryTest, LinksSurviveARollBackAndFindObjectsStoredAfterThem) {
+  const auto machine = Machine(L"VM");
+  const auto settings = Settings(L"1");
+  repository_.Associate(L"Msvm_SettingsDefineState", L"ManagedElement", machine, L"SettingData",
+                        settings);
+  // An association written before the object it names is stored.
+  repository_.Create(
+      L"Msvm_SnapshotOfVirtualSystem",
+      {{L"Antecedent", WmiValue::String(repository_.FullPath(machine))},
+       {L"Dependent",
+        WmiValue::String(L"Msvm_VirtualSystemSettingData.InstanceID=\"Microsoft:2\"")}});
+  const auto later = Settings(L"2");
+  ASSERT_EQ(repository_.LinksOf(later).size(), 1u);
+  EXPECT_EQ(repository_.LinksOf(later)[0].endpoint, machine);
+
+  // A change that touches the machine but not its associations, undone.
+  repository_.BeginChange();
+  repository_.Set(machine, L"ElementName", WmiValue::String(L"renamed"));
+  Settings(L"3");
+  repository_.RollBack();
+  const auto links = repository_.LinksOf(machine);
+  ASSERT_EQ(links.size(), 2u);
+  EXPECT_EQ(links[0].endpoint, settings);
+  EXPECT_EQ(links[1].endpoint, later);
+  repository_.Delete(later);
+  EXPECT_EQ(repository_.LinksOf(machine).size(), 1u);
+}
+
 TEST_F(RepositoryTest, KeepsEveryValueExactlyAsGiven) {
   const auto settings = Settings(L"1");
   const std::vector<std::pair<const wchar_t*, WmiValue>> values = {
