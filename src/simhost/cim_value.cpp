@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cwchar>
 #include <limits>
+#include <utility>
 
 #include "util/case_insensitive.h"
 
@@ -165,36 +166,6 @@ std::optional<WmiValue> ToReal(CimType type, const WmiValue& value) {
                                  : WmiValue::Real64(number);
 }
 
-std::optional<WmiValue> CoerceScalar(CimType type, const WmiValue& value) {
-  if (value.IsNull()) {
-    return value;
-  }
-  if (value.IsArray()) {
-    return std::nullopt;
-  }
-  switch (type) {
-    case CimType::Boolean:
-      return ToBoolean(value);
-    case CimType::Real32:
-    case CimType::Real64:
-      return ToReal(type, value);
-    case CimType::Object:
-      return value.Kind() == WmiKind::Object ? std::optional(value) : std::nullopt;
-    case CimType::String:
-      // Put turns numbers into their decimal text for a string property.
-      if (value.Kind() == WmiKind::UInt8 || value.Kind() == WmiKind::Int16 ||
-          value.Kind() == WmiKind::Int32) {
-        return WmiValue::String(std::to_wstring(value.AsInteger()));
-      }
-      return value.Kind() == WmiKind::String ? std::optional(value) : std::nullopt;
-    case CimType::Datetime:
-    case CimType::Reference:
-      return value.Kind() == WmiKind::String ? std::optional(value) : std::nullopt;
-    default:
-      return ToInteger(type, value);
-  }
-}
-
 template <typename T>
 WmiValue CollectAs(const std::vector<WmiValue>& items, T (*get)(const WmiValue&)) {
   std::vector<T> out;
@@ -234,6 +205,36 @@ WmiValue MakeArray(WmiKind kind, const std::vector<WmiValue>& items) {
 
 }  // namespace
 
+std::optional<WmiValue> CoerceScalar(CimType type, const WmiValue& value) {
+  if (value.IsNull()) {
+    return value;
+  }
+  if (value.IsArray()) {
+    return std::nullopt;
+  }
+  switch (type) {
+    case CimType::Boolean:
+      return ToBoolean(value);
+    case CimType::Real32:
+    case CimType::Real64:
+      return ToReal(type, value);
+    case CimType::Object:
+      return value.Kind() == WmiKind::Object ? std::optional(value) : std::nullopt;
+    case CimType::String:
+      // Put turns numbers into their decimal text for a string property.
+      if (value.Kind() == WmiKind::UInt8 || value.Kind() == WmiKind::Int16 ||
+          value.Kind() == WmiKind::Int32) {
+        return WmiValue::String(std::to_wstring(value.AsInteger()));
+      }
+      return value.Kind() == WmiKind::String ? std::optional(value) : std::nullopt;
+    case CimType::Datetime:
+    case CimType::Reference:
+      return value.Kind() == WmiKind::String ? std::optional(value) : std::nullopt;
+    default:
+      return ToInteger(type, value);
+  }
+}
+
 std::optional<WmiValue> CoerceToMember(const MemberDef& member, const WmiValue& value) {
   if (!member.array) {
     return CoerceScalar(member.type, value);
@@ -245,6 +246,15 @@ std::optional<WmiValue> CoerceToMember(const MemberDef& member, const WmiValue& 
     return std::nullopt;
   }
   return CoerceElements(member, value.Elements());
+}
+
+std::optional<WmiValue> CoerceToMember(const MemberDef& member, WmiValue&& value) {
+  const bool text = member.type == CimType::String || member.type == CimType::Datetime ||
+                    member.type == CimType::Reference;
+  if (!member.array && text && value.Kind() == WmiKind::String) {
+    return std::move(value);
+  }
+  return CoerceToMember(member, std::as_const(value));
 }
 
 std::optional<WmiValue> CoerceElements(const MemberDef& member,

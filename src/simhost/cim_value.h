@@ -13,6 +13,10 @@ namespace quorvane::sim {
 // within range, decimal text for numbers, "1"/"0"/"true"/"false" for booleans). Nothing when
 // WMI would refuse the value with a type mismatch.
 std::optional<WmiValue> CoerceToMember(const MemberDef& member, const WmiValue& value);
+// The same, taking the value: text that already fits is moved, not copied.
+std::optional<WmiValue> CoerceToMember(const MemberDef& member, WmiValue&& value);
+// The same for one value of a scalar of `type`.
+std::optional<WmiValue> CoerceScalar(CimType type, const WmiValue& value);
 
 // Builds an array value for an array member from scalars, converting each as above.
 std::optional<WmiValue> CoerceElements(const MemberDef& member, const std::vector<WmiValue>& items);

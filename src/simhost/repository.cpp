@@ -21,8 +21,8 @@ const MemberDef& RequireProperty(const ClassDef& cls, std::wstring_view name) {
   return *property;
 }
 
-WmiValue Coerce(const MemberDef& property, const WmiValue& value) {
-  auto converted = CoerceToMember(property, value);
+WmiValue Coerce(const MemberDef& property, WmiValue value) {
+  auto converted = CoerceToMember(property, std::move(value));
   if (!converted) {
     ThrowIfWmiFailed(status::kWbemTypeMismatch);
   }
@@ -93,10 +93,10 @@ const ClassDef& RequireClass(std::wstring_view className) {
 Repository::Repository(std::wstring server, std::wstring nameSpace)
     : server_(std::move(server)), nameSpace_(std::move(nameSpace)) {}
 
-Repository::Id Repository::Create(std::wstring_view className, const PropertyList& properties) {
+Repository::Id Repository::Create(std::wstring_view className, PropertyList properties) {
   const ClassDef& cls = RequireClass(className);
   if (!cls.isAssociation) {
-    return CreateWith(className, properties, {});
+    return CreateWith(className, std::move(properties), {});
   }
   // The ends an association's references name, each looked up once. A reference that names
   // its object by another class than the object's own is left to be read back as written.
@@ -112,17 +112,17 @@ Repository::Id Repository::Create(std::wstring_view className, const PropertyLis
       ends.emplace_back(property->name, *end);
     }
   }
-  return CreateWith(className, properties, ends);
+  return CreateWith(className, std::move(properties), ends);
 }
 
-Repository::Id Repository::CreateWith(std::wstring_view className, const PropertyList& properties,
+Repository::Id Repository::CreateWith(std::wstring_view className, PropertyList properties,
                                       const KnownEnds& ends) {
   Instance instance;
   instance.cls = &RequireClass(className);
   instance.properties.Reserve(properties.size());
-  for (const auto& [name, value] : properties) {
+  for (auto& [name, value] : properties) {
     const MemberDef& property = RequireProperty(*instance.cls, name);
-    instance.properties.Set(property, Coerce(property, value));
+    instance.properties.Set(property, Coerce(property, std::move(value)));
   }
   for (const auto& key : Schema::Instance().Keys(*instance.cls)) {
     if (instance.Get(key).IsNull()) {
@@ -263,7 +263,7 @@ Repository::Id Repository::Associate(std::wstring_view className, std::wstring_v
   PropertyList properties = extra;
   properties.emplace_back(role1, WmiValue::String(FullPath(end1)));
   properties.emplace_back(role2, WmiValue::String(FullPath(end2)));
-  return CreateWith(className, properties, {{role1, end1}, {role2, end2}});
+  return CreateWith(className, std::move(properties), {{role1, end1}, {role2, end2}});
 }
 
 void Repository::Set(Id id, std::wstring_view name, const WmiValue& value) {

@@ -44,7 +44,7 @@ class Repository {
   const std::wstring& NameSpace() const { return nameSpace_; }
 
   // Values are converted to the schema's kinds; every key must be given and the path unique.
-  Id Create(std::wstring_view className, const PropertyList& properties);
+  Id Create(std::wstring_view className, PropertyList properties);
   // Creates an association between two stored objects.
   Id Associate(std::wstring_view className, std::wstring_view role1, Id end1,
                std::wstring_view role2, Id end2, const PropertyList& extra = {});
@@ -104,7 +104,7 @@ class Repository {
   Identity IdentityOfPath(ObjectPath path) const;
   // The objects an association being made refers to, by role: known, so not looked up again.
   using KnownEnds = std::vector<std::pair<std::wstring_view, Id>>;
-  Id CreateWith(std::wstring_view className, const PropertyList& properties, const KnownEnds& ends);
+  Id CreateWith(std::wstring_view className, PropertyList properties, const KnownEnds& ends);
   Identity IdentityWith(const Instance& instance, const KnownEnds& ends) const;
   std::vector<End> ResolveEnds(const Instance& instance, const KnownEnds& known);
   void IndexReferences(Id id, const Record& record, bool add);

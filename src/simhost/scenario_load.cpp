@@ -1,5 +1,7 @@
 #include <nlohmann/json.hpp>
 
+#include <functional>
+
 #include "errors/status.h"
 #include "quorvane/exceptions.h"
 #include "simhost/cim_value.h"
@@ -16,7 +18,17 @@ using nlohmann::json;
 
 constexpr std::int32_t kMaxUtcOffsetMinutes = 14 * 60;
 
-WmiValue ScalarFromJson(const MemberDef& member, const json& value, const std::string& place);
+// Where in the document a value is, worked out when it is needed.
+using Place = std::function<std::string()>;
+
+WmiValue ScalarFromJson(const MemberDef& member, const json& value, const Place& place);
+
+// The "properties" of an instance entry; an entry without them has none.
+const json& PropertiesOf(const json& entry) {
+  static const json none = json::object();
+  const auto found = entry.find("properties");
+  return found == entry.end() ? none : *found;
+}
 
 PropertyList PropertiesFromJson(const ClassDef& cls, const json& properties,
                                 const std::string& place) {
@@ -24,31 +36,36 @@ PropertyList PropertiesFromJson(const ClassDef& cls, const json& properties,
     Reject(place, "expected an object of properties");
   }
   PropertyList list;
+  list.reserve(properties.size());
   for (const auto& [name, value] : properties.items()) {
-    const std::string where = place + "/" + name;
+    // Where a problem is, worked out only when there is one: fleet-sized scenarios hold
+    // millions of values.
+    const auto where = [&place, &name] { return place + "/" + name; };
     const MemberDef* member = Schema::Instance().FindProperty(cls, FromUtf8(name));
     if (member == nullptr) {
-      Reject(where, "class " + ToUtf8(cls.name) + " has no such property");
+      Reject(where(), "class " + ToUtf8(cls.name) + " has no such property");
     }
     if (value.is_null()) {
       continue;
     }
     if (!member->array) {
-      list.emplace_back(std::wstring(member->name), ScalarFromJson(*member, value, where));
+      list.emplace_back(member->name, ScalarFromJson(*member, value, where));
       continue;
     }
     if (!value.is_array()) {
-      Reject(where, "expected an array");
+      Reject(where(), "expected an array");
     }
     std::vector<WmiValue> items;
+    items.reserve(value.size());
     for (std::size_t i = 0; i < value.size(); ++i) {
-      items.push_back(ScalarFromJson(*member, value[i], where + "/" + std::to_string(i)));
+      items.push_back(
+          ScalarFromJson(*member, value[i], [&] { return where() + "/" + std::to_string(i); }));
     }
     auto array = CoerceElements(*member, items);
     if (!array) {
-      Reject(where, "array elements do not fit the property's type");
+      Reject(where(), "array elements do not fit the property's type");
     }
-    list.emplace_back(std::wstring(member->name), std::move(*array));
+    list.emplace_back(member->name, std::move(*array));
   }
   return list;
 }
@@ -64,8 +81,7 @@ const ClassDef& ClassFromJson(const json& entry, const std::string& place) {
   return *cls;
 }
 
-WmiValue ScalarFromJson(const MemberDef& member, const json& value, const std::string& place) {
-  const MemberDef scalar{member.name, member.type, false, member.refClass};
+WmiValue ScalarFromJson(const MemberDef& member, const json& value, const Place& place) {
   std::optional<WmiValue> converted;
   switch (member.type) {
     case CimType::Boolean:
@@ -77,78 +93,124 @@ WmiValue ScalarFromJson(const MemberDef& member, const json& value, const std::s
     case CimType::Datetime:
     case CimType::Reference:
       if (value.is_string()) {
-        converted = WmiValue::String(FromUtf8(value.get<std::string>()));
+        converted = WmiValue::String(FromUtf8(value.get_ref<const std::string&>()));
       }
       break;
     case CimType::Real32:
     case CimType::Real64:
       if (value.is_number()) {
-        converted = CoerceToMember(scalar, WmiValue::String(FromUtf8(value.dump())));
+        converted = CoerceScalar(member.type, WmiValue::String(FromUtf8(value.dump())));
       }
       break;
     case CimType::Object: {
-      const ClassDef& cls = ClassFromJson(value, place);
-      converted = WmiValue::Object(
-          MakeDetachedObject(cls, PropertiesFromJson(cls, value.value("properties", json::object()),
-                                                     place + "/properties")));
+      const ClassDef& cls = ClassFromJson(value, place());
+      converted = WmiValue::Object(MakeDetachedObject(
+          cls, PropertiesFromJson(cls, PropertiesOf(value), place() + "/properties")));
       break;
     }
     default:
       // Integers; 64-bit ones may also be written as decimal text.
       if (value.is_number_integer() || value.is_string()) {
-        const std::string text = value.is_string() ? value.get<std::string>() : value.dump();
-        converted = CoerceToMember(scalar, WmiValue::String(FromUtf8(text)));
+        const std::string text =
+            value.is_string() ? value.get_ref<const std::string&>() : value.dump();
+        converted = CoerceScalar(member.type, WmiValue::String(FromUtf8(text)));
       }
   }
   if (!converted) {
-    Reject(place, "expected a " + ToUtf8(CimTypeName(member.type)) + " value");
+    Reject(place(), "expected a " + ToUtf8(CimTypeName(member.type)) + " value");
   }
   return std::move(*converted);
 }
 
-void DisksFromJson(const json& storage, VirtualDisks& disks) {
-  if (!storage.is_object()) {
-    Reject("/storage", "expected an object with \"files\" and \"changeTracking\"");
-  }
-  std::vector<VirtualDisk> files;
-  const json& fileList = ArrayAt(storage, "files", "/storage");
-  for (std::size_t i = 0; i < fileList.size(); ++i) {
-    const std::string place = "/storage/files/" + std::to_string(i);
-    const json& file = fileList[i];
-    VirtualDisk disk;
-    disk.path = FromUtf8(Required<std::string>(file, "path", place));
-    disk.diskId = FromUtf8(Required<std::string>(file, "diskId", place));
-    disk.format = Setting<std::uint16_t>(file, "format", 3, place);
-    disk.type = Setting<std::uint16_t>(file, "type", 3, place);
-    disk.maxInternalSize = Required<std::uint64_t>(file, "maxInternalSize", place);
-    disk.parentPath = FromUtf8(Setting<std::string>(file, "parentPath", "", place));
-    disk.mergedWith = FromUtf8(Setting<std::string>(file, "mergedWith", "", place));
-    files.push_back(std::move(disk));
-  }
-  std::map<std::wstring, ChangeLog, LessNoCase> logs;
-  const json& logList = ArrayAt(storage, "changeTracking", "/storage");
-  for (std::size_t i = 0; i < logList.size(); ++i) {
-    const std::string place = "/storage/changeTracking/" + std::to_string(i);
-    const json& entry = logList[i];
-    ChangeLog log;
-    log.trackingGuid = FromUtf8(Required<std::string>(entry, "trackingGuid", place));
-    log.sequence = Setting<std::uint64_t>(entry, "sequence", 0, place);
-    log.validFrom = Setting<std::uint64_t>(entry, "validFrom", 0, place);
-    const json& writes = ArrayAt(entry, "writes", place);
-    for (std::size_t w = 0; w < writes.size(); ++w) {
-      // [offset, length, sequence]
-      const std::string where = place + "/writes/" + std::to_string(w);
-      if (!writes[w].is_array() || writes[w].size() != 3) {
-        Reject(where, "expected [offset, length, sequence]");
-      }
-      log.writes.push_back({ValueAs<std::uint64_t>(writes[w][0], where + "/0"),
-                            ValueAs<std::uint64_t>(writes[w][1], where + "/1"),
-                            ValueAs<std::uint64_t>(writes[w][2], where + "/2")});
-    }
-    logs[FromUtf8(Required<std::string>(entry, "path", place))] = std::move(log);
-  }
-  disks.Restore(std::move(files), std::move(logs));
+VirtualDisk FileFromJson(const json& file, const std::string& place) {
+  VirtualDisk disk;
+  disk.path = FromUtf8(Required<std::string>(file, "path", place));
+  disk.diskId = FromUtf8(Required<std::string>(file, "diskId", place));
+  disk.format = Setting<std::uint16_t>(file, "format", 3, place);
+  disk.type = Setting<std::uint16_t>(file, "type", 3, place);
+  disk.maxInternalSize = Required<std::uint64_t>(file, "maxInternalSize", place);
+  disk.parentPath = FromUtf8(Setting<std::string>(file, "parentPath", "", place));
+  disk.mergedWith = FromUtf8(Setting<std::string>(file, "mergedWith", "", place));
+  return disk;
 }
+
+using ChangeLogs = std::map<std::wstring, ChangeLog, LessNoCase>;
+
+void AddLogFromJson(const json& entry, const std::string& place, ChangeLogs& logs) {
+  ChangeLog log;
+  log.trackingGuid = FromUtf8(Required<std::string>(entry, "trackingGuid", place));
+  log.sequence = Setting<std::uint64_t>(entry, "sequence", 0, place);
+  log.validFrom = Setting<std::uint64_t>(entry, "validFrom", 0, place);
+  const json& writes = ArrayAt(entry, "writes", place);
+  log.writes.reserve(writes.size());
+  for (std::size_t w = 0; w < writes.size(); ++w) {
+    // [offset, length, sequence]
+    const std::string where = place + "/writes/" + std::to_string(w);
+    if (!writes[w].is_array() || writes[w].size() != 3) {
+      Reject(where, "expected [offset, length, sequence]");
+    }
+    log.writes.push_back({ValueAs<std::uint64_t>(writes[w][0], where + "/0"),
+                          ValueAs<std::uint64_t>(writes[w][1], where + "/1"),
+                          ValueAs<std::uint64_t>(writes[w][2], where + "/2")});
+  }
+  logs[FromUtf8(Required<std::string>(entry, "path", place))] = std::move(log);
+}
+
+// The disk files and change logs of the storage section, read entry by entry. A problem is
+// kept, not raised, until the section's turn comes, so that a scenario with several problems
+// is refused for the same one however it was read.
+class StorageReader {
+ public:
+  void AddFile(const json& file) {
+    const std::string place = "/storage/files/" + std::to_string(filesRead_++);
+    Guard(fileProblem_, [&] { files_.push_back(FileFromJson(file, place)); });
+  }
+  void AddLog(const json& entry) {
+    const std::string place = "/storage/changeTracking/" + std::to_string(logsRead_++);
+    Guard(logProblem_, [&] { AddLogFromJson(entry, place, logs_); });
+  }
+
+  // Reads what was left in the section itself, and hands everything to the disks.
+  void Finish(const json& storage, VirtualDisks& disks) {
+    if (!storage.is_object()) {
+      Reject("/storage", "expected an object with \"files\" and \"changeTracking\"");
+    }
+    for (const json& file : ArrayAt(storage, "files", "/storage")) {
+      AddFile(file);
+    }
+    RaiseIfAny(fileProblem_);
+    for (const json& entry : ArrayAt(storage, "changeTracking", "/storage")) {
+      AddLog(entry);
+    }
+    RaiseIfAny(logProblem_);
+    disks.Restore(std::move(files_), std::move(logs_));
+  }
+
+ private:
+  template <typename Read>
+  static void Guard(std::optional<ScenarioError>& problem, Read read) {
+    if (problem) {
+      return;  // the first problem is the one told
+    }
+    try {
+      read();
+    } catch (const ScenarioError& e) {
+      problem = e;
+    }
+  }
+  static void RaiseIfAny(const std::optional<ScenarioError>& problem) {
+    if (problem) {
+      throw *problem;
+    }
+  }
+
+  std::vector<VirtualDisk> files_;
+  ChangeLogs logs_;
+  std::size_t filesRead_ = 0;
+  std::size_t logsRead_ = 0;
+  std::optional<ScenarioError> fileProblem_;
+  std::optional<ScenarioError> logProblem_;
+};
 
 // One scripted failure: {"operation": "GetObject", "match": "...", "status": ...},
 // {"class": ..., "method": ..., "returnValue": ...} or {"class": ..., "method": ...,
@@ -250,10 +312,9 @@ void AddInstance(HostCore& core, const std::string& nameSpace, std::size_t index
   }
   const std::string where = place + "/" + std::to_string(index);
   const ClassDef& cls = ClassFromJson(entry, where);
-  const PropertyList properties =
-      PropertiesFromJson(cls, entry.value("properties", json::object()), where + "/properties");
+  PropertyList properties = PropertiesFromJson(cls, PropertiesOf(entry), where + "/properties");
   try {
-    core.Namespace(FromUtf8(nameSpace)).Create(cls.name, properties);
+    core.Namespace(FromUtf8(nameSpace)).Create(cls.name, std::move(properties));
   } catch (const DefaultException& e) {
     Reject(where, ToUtf8(e.GetMessageDescription()) + "(the instance cannot be stored)");
   }
@@ -287,15 +348,34 @@ class ScenarioLoader {
       next_ = 0;
     } else if (topKey_ == "namespaces" && depth == 2) {
       inArray_ = event == Event::array_start;
-    } else if (topKey_ == "namespaces" && depth == 3 && inArray_ &&
-               (event == Event::object_end || event == Event::array_end || event == Event::value)) {
+    } else if (topKey_ == "namespaces" && depth == 3 && inArray_ && EndsValue(event)) {
       const std::size_t index = next_++;
       if (core_) {
         AddInstance(*core_, nameSpace_, index, parsed);
         return false;
       }
+    } else if (topKey_ == "storage" && depth == 2 && event == Event::key) {
+      storageKey_ = parsed.get<std::string>();
+    } else if (topKey_ == "storage" && depth == 2) {
+      inArray_ = event == Event::array_start;
+    } else if (topKey_ == "storage" && depth == 3 && inArray_ && EndsValue(event) && formatKnown_) {
+      // Kept entries would make every later one cost more: the parser looks through the
+      // array each time an object in it ends.
+      if (storageKey_ == "files") {
+        storage_.AddFile(parsed);
+        return false;
+      }
+      if (storageKey_ == "changeTracking") {
+        storage_.AddLog(parsed);
+        return false;
+      }
     }
     return true;
+  }
+
+  static bool EndsValue(json::parse_event_t event) {
+    using Event = json::parse_event_t;
+    return event == Event::object_end || event == Event::array_end || event == Event::value;
   }
 
   std::shared_ptr<HostCore> Finish(const json& document) {
@@ -351,7 +431,8 @@ class ScenarioLoader {
         AddInstance(*core_, name, i, instances[i]);
       }
     }
-    DisksFromJson(document.value("storage", json::object()), core_->Disks());
+    const auto storage = document.find("storage");
+    storage_.Finish(storage != document.end() ? *storage : json::object(), core_->Disks());
     InstallProviderBehaviours(*core_);
     return std::move(core_);
   }
@@ -362,6 +443,8 @@ class ScenarioLoader {
   std::string nameSpace_;
   bool inArray_ = false;
   std::size_t next_ = 0;
+  std::string storageKey_;
+  StorageReader storage_;
 };
 
 }  // namespace
