@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 #include "errors/status.h"
 #include "simhost/cim_value.h"
@@ -57,7 +58,17 @@ std::wstring TextOfKey(std::string_view key) {
 }
 
 std::string ValueKey(std::wstring_view property, std::wstring_view value) {
-  return KeyText(ToLower(property) + L'\n' + ToLower(value));
+  std::string key;
+  key.reserve(property.size() + 1 + value.size());
+  for (const auto part : {property, std::wstring_view(L"\n"), value}) {
+    for (const wchar_t c : part) {
+      if (static_cast<std::uint32_t>(c) >= 0x80) {
+        return KeyText(ToLower(property) + L'\n' + ToLower(value));
+      }
+      key.push_back(static_cast<char>(FoldCase(c)));
+    }
+  }
+  return key;
 }
 
 void InsertSorted(std::vector<std::uint64_t>& ids, std::uint64_t id) {
@@ -94,9 +105,12 @@ Repository::Repository(std::wstring server, std::wstring nameSpace)
     : server_(std::move(server)), nameSpace_(std::move(nameSpace)) {}
 
 Repository::Id Repository::Create(std::wstring_view className, PropertyList properties) {
-  const ClassDef& cls = RequireClass(className);
+  return Create(RequireClass(className), std::move(properties));
+}
+
+Repository::Id Repository::Create(const ClassDef& cls, PropertyList properties) {
   if (!cls.isAssociation) {
-    return CreateWith(className, std::move(properties), {});
+    return CreateWith(cls, std::move(properties), {});
   }
   // The ends an association's references name, each looked up once. A reference that names
   // its object by another class than the object's own is left to be read back as written.
@@ -112,13 +126,13 @@ Repository::Id Repository::Create(std::wstring_view className, PropertyList prop
       ends.emplace_back(property->name, *end);
     }
   }
-  return CreateWith(className, std::move(properties), ends);
+  return CreateWith(cls, std::move(properties), ends);
 }
 
-Repository::Id Repository::CreateWith(std::wstring_view className, PropertyList properties,
+Repository::Id Repository::CreateWith(const ClassDef& cls, PropertyList properties,
                                       const KnownEnds& ends) {
   Instance instance;
-  instance.cls = &RequireClass(className);
+  instance.cls = &cls;
   instance.properties.Reserve(properties.size());
   for (auto& [name, value] : properties) {
     const MemberDef& property = RequireProperty(*instance.cls, name);
@@ -158,8 +172,10 @@ Repository::Identity Repository::IdentityWith(const Instance& instance,
 }
 
 void Repository::Insert(Id id, Instance instance, Identity identity, const KnownEnds& ends) {
-  Record& record =
-      records_.emplace(id, Record{std::move(instance), std::move(identity), {}}).first->second;
+  if (records_.size() < id) {
+    records_.resize(id);
+  }
+  Record& record = records_[id - 1].emplace(Record{std::move(instance), std::move(identity), {}});
   InsertSorted(byClass_[record.instance.cls], id);
   IndexValues(id, record.instance, true);
   if (!record.identity.empty()) {
@@ -170,15 +186,14 @@ void Repository::Insert(Id id, Instance instance, Identity identity, const Known
 }
 
 void Repository::Erase(Id id) {
-  const auto found = records_.find(id);
-  const Record& record = found->second;
+  const Record& record = *FindRecord(id);
   IndexReferences(id, record, false);
   byIdentity_.erase(record.identity);
   if (EraseSorted(byClass_[record.instance.cls], id)) {
     byClass_.erase(record.instance.cls);
   }
   IndexValues(id, record.instance, false);
-  records_.erase(found);
+  records_[id - 1].reset();
 }
 
 bool Repository::IsIndexed(std::wstring_view property) {
@@ -222,9 +237,9 @@ void Repository::Remember(Id id) {
   if (!change_ || change_->before.count(id) != 0) {
     return;
   }
-  const auto found = records_.find(id);
+  const Record* record = FindRecord(id);
   change_->before.emplace(
-      id, found == records_.end() ? std::nullopt : std::optional<Instance>(found->second.instance));
+      id, record == nullptr ? std::nullopt : std::optional<Instance>(record->instance));
 }
 
 void Repository::BeginChange() {
@@ -263,15 +278,11 @@ Repository::Id Repository::Associate(std::wstring_view className, std::wstring_v
   PropertyList properties = extra;
   properties.emplace_back(role1, WmiValue::String(FullPath(end1)));
   properties.emplace_back(role2, WmiValue::String(FullPath(end2)));
-  return CreateWith(className, std::move(properties), {{role1, end1}, {role2, end2}});
+  return CreateWith(RequireClass(className), std::move(properties), {{role1, end1}, {role2, end2}});
 }
 
 void Repository::Set(Id id, std::wstring_view name, const WmiValue& value) {
-  auto found = records_.find(id);
-  if (found == records_.end()) {
-    ThrowIfWmiFailed(status::kWbemNotFound);
-  }
-  Record& record = found->second;
+  Record& record = RecordOf(id);
   Instance& instance = record.instance;
   const MemberDef& property = RequireProperty(*instance.cls, name);
   WmiValue converted = Coerce(property, value);
@@ -296,11 +307,7 @@ void Repository::Set(Id id, std::wstring_view name, const WmiValue& value) {
 }
 
 void Repository::SetUnchecked(Id id, std::wstring_view name, WmiValue value) {
-  const auto found = records_.find(id);
-  if (found == records_.end()) {
-    ThrowIfWmiFailed(status::kWbemNotFound);
-  }
-  Instance& instance = found->second.instance;
+  Instance& instance = RecordOf(id).instance;
   const MemberDef& property = RequireProperty(*instance.cls, name);
   Remember(id);
   IndexValue(id, name, instance.Get(name), false);
@@ -321,12 +328,24 @@ void Repository::Delete(Id id) {
   Erase(id);
 }
 
+const Repository::Record* Repository::FindRecord(Id id) const {
+  return id >= 1 && id <= records_.size() && records_[id - 1] ? &*records_[id - 1] : nullptr;
+}
+
+Repository::Record* Repository::FindRecord(Id id) {
+  return const_cast<Record*>(std::as_const(*this).FindRecord(id));
+}
+
 const Repository::Record& Repository::RecordOf(Id id) const {
-  const auto found = records_.find(id);
-  if (found == records_.end()) {
+  const Record* record = FindRecord(id);
+  if (record == nullptr) {
     ThrowIfWmiFailed(status::kWbemNotFound);
   }
-  return found->second;
+  return *record;
+}
+
+Repository::Record& Repository::RecordOf(Id id) {
+  return const_cast<Record&>(std::as_const(*this).RecordOf(id));
 }
 
 const Instance& Repository::Get(Id id) const {
@@ -391,9 +410,10 @@ std::vector<Repository::Id> Repository::Enumerate(const ClassDef& cls) const {
 
 std::vector<Repository::Id> Repository::All() const {
   std::vector<Id> ids;
-  ids.reserve(records_.size());
-  for (const auto& entry : records_) {
-    ids.push_back(entry.first);
+  for (Id id = 1; id <= records_.size(); ++id) {
+    if (records_[id - 1]) {
+      ids.push_back(id);
+    }
   }
   return ids;
 }

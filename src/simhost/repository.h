@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <optional>
 #include <string>
@@ -45,6 +46,7 @@ class Repository {
 
   // Values are converted to the schema's kinds; every key must be given and the path unique.
   Id Create(std::wstring_view className, PropertyList properties);
+  Id Create(const ClassDef& cls, PropertyList properties);
   // Creates an association between two stored objects.
   Id Associate(std::wstring_view className, std::wstring_view role1, Id end1,
                std::wstring_view role2, Id end2, const PropertyList& extra = {});
@@ -61,7 +63,7 @@ class Repository {
   void Commit();
   void RollBack();
 
-  bool Contains(Id id) const { return records_.count(id) != 0; }
+  bool Contains(Id id) const { return FindRecord(id) != nullptr; }
   const Instance& Get(Id id) const;
   WmiValue Property(Id id, std::wstring_view name) const { return Get(id).Get(name); }
   std::optional<Id> Find(const ObjectPath& path) const;
@@ -104,13 +106,16 @@ class Repository {
   Identity IdentityOfPath(ObjectPath path) const;
   // The objects an association being made refers to, by role: known, so not looked up again.
   using KnownEnds = std::vector<std::pair<std::wstring_view, Id>>;
-  Id CreateWith(std::wstring_view className, PropertyList properties, const KnownEnds& ends);
+  Id CreateWith(const ClassDef& cls, PropertyList properties, const KnownEnds& ends);
   Identity IdentityWith(const Instance& instance, const KnownEnds& ends) const;
   std::vector<End> ResolveEnds(const Instance& instance, const KnownEnds& known);
   void IndexReferences(Id id, const Record& record, bool add);
   void IndexReference(const Identity& identity, Referrer referrer, bool add);
   std::optional<Id> CachedEnd(const Record& association, std::wstring_view property) const;
+  const Record* FindRecord(Id id) const;
+  Record* FindRecord(Id id);
   const Record& RecordOf(Id id) const;
+  Record& RecordOf(Id id);
   // Notes the instance as it is before the open change first touches it.
   void Remember(Id id);
   void Insert(Id id, Instance instance, Identity identity, const KnownEnds& ends = {});
@@ -121,7 +126,9 @@ class Repository {
   std::wstring server_;
   std::wstring nameSpace_;
   Id nextId_ = 1;
-  std::map<Id, Record> records_;
+  // Records by id, at id - 1; an empty place is an object deleted or an id not used yet. A
+  // deque leaves records where they are as it grows: byIdentity_ views their identities.
+  std::deque<std::optional<Record>> records_;
   // Views of the identities records_ keeps.
   std::unordered_map<std::string_view, Id> byIdentity_;
   // Stored object -> the associations whose references named it, and the property that did.

@@ -314,7 +314,7 @@ void AddInstance(HostCore& core, const std::string& nameSpace, std::size_t index
   const ClassDef& cls = ClassFromJson(entry, where);
   PropertyList properties = PropertiesFromJson(cls, PropertiesOf(entry), where + "/properties");
   try {
-    core.Namespace(FromUtf8(nameSpace)).Create(cls.name, std::move(properties));
+    core.Namespace(FromUtf8(nameSpace)).Create(cls, std::move(properties));
   } catch (const DefaultException& e) {
     Reject(where, ToUtf8(e.GetMessageDescription()) + "(the instance cannot be stored)");
   }
