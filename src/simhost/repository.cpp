@@ -139,7 +139,7 @@ Repository::Id Repository::CreateWith(const ClassDef& cls, PropertyList properti
     instance.properties.Set(property, Coerce(property, std::move(value)));
   }
   for (const auto& key : Schema::Instance().Keys(*instance.cls)) {
-    if (instance.Get(key).IsNull()) {
+    if (!instance.properties.Has(key)) {
       ThrowIfWmiFailed(status::kWbemInvalidParameter);
     }
   }
@@ -157,7 +157,7 @@ Repository::Id Repository::CreateWith(const ClassDef& cls, PropertyList properti
 // identities, the same text IdentityOf works out by reading the references back.
 Repository::Identity Repository::IdentityWith(const Instance& instance,
                                               const KnownEnds& ends) const {
-  std::vector<std::pair<std::wstring, std::wstring>> keys;
+  std::vector<std::pair<std::wstring_view, const Identity*>> keys;
   for (const auto& key : Schema::Instance().Keys(*instance.cls)) {
     const auto end = std::find_if(ends.begin(), ends.end(), [&](const auto& known) {
       return EqualsNoCase(known.first, key);
@@ -165,10 +165,30 @@ Repository::Identity Repository::IdentityWith(const Instance& instance,
     if (end == ends.end()) {
       return IdentityOf(instance);
     }
-    keys.emplace_back(ToLower(key), TextOfKey(RecordOf(end->second).identity));
+    keys.emplace_back(key, &RecordOf(end->second).identity);
   }
-  return keys.empty() ? IdentityOf(instance)
-                      : KeyText(JoinIdentity(instance.cls->name, false, std::move(keys)));
+  if (keys.empty()) {
+    return IdentityOf(instance);
+  }
+  // Most identities are plain ASCII: those are joined as they are kept, the way JoinIdentity
+  // joins them, without a round trip through wide text.
+  const auto plain = [](std::string_view text) {
+    return text.empty() || text.front() != kWideMark;
+  };
+  if (std::all_of(keys.begin(), keys.end(), [&](const auto& key) { return plain(*key.second); })) {
+    std::sort(keys.begin(), keys.end(),
+              [](const auto& a, const auto& b) { return CompareNoCase(a.first, b.first) < 0; });
+    Identity identity = KeyText(ToLower(instance.cls->name));
+    for (const auto& [name, value] : keys) {
+      identity += '|' + KeyText(ToLower(name)) + '=' + *value;
+    }
+    return identity;
+  }
+  std::vector<std::pair<std::wstring, std::wstring>> wide;
+  for (const auto& [name, value] : keys) {
+    wide.emplace_back(ToLower(name), TextOfKey(*value));
+  }
+  return KeyText(JoinIdentity(instance.cls->name, false, std::move(wide)));
 }
 
 void Repository::Insert(Id id, Instance instance, Identity identity, const KnownEnds& ends) {
@@ -368,10 +388,12 @@ std::optional<Repository::Id> Repository::Find(const ObjectPath& path) const {
   if (named.keys.size() == 1 && named.keys[0].first.empty() && keys.size() == 1) {
     named.keys[0].first = keys[0];
   }
-  // A path may name the object by one of its base classes.
+  // A path may name the object by one of its base classes. An identity is its class's name
+  // followed by its keys', so the keys' part is worked out once.
+  named.className.clear();
+  const std::wstring keysPart = PathIdentity(named);
   for (const ClassDef* candidate : Schema::Instance().SelfAndDescendants(*cls)) {
-    named.className = candidate->name;
-    const auto found = byIdentity_.find(IdentityOfPath(named));
+    const auto found = byIdentity_.find(KeyText(ToLower(candidate->name) + keysPart));
     if (found != byIdentity_.end()) {
       return found->second;
     }

@@ -72,6 +72,11 @@ WmiValue StoredValues::Get(std::wstring_view name) const {
                                                                             : WmiValue();
 }
 
+bool StoredValues::Has(std::wstring_view name) const {
+  const auto found = Position(name);
+  return found != entries_.end() && EqualsNoCase(found->member->name, name);
+}
+
 void StoredValues::Set(const MemberDef& member, WmiValue value) {
   const auto found = entries_.begin() + (Position(member.name) - entries_.cbegin());
   const bool held = found != entries_.end() && EqualsNoCase(found->member->name, member.name);

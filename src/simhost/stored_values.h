@@ -23,6 +23,7 @@ class StoredValues {
  public:
   // The value of the property with that name (any case); null when none is held.
   WmiValue Get(std::wstring_view name) const;
+  bool Has(std::wstring_view name) const;
   // Holds `value` for the member; a null value drops what was held.
   void Set(const MemberDef& member, WmiValue value);
   void Reserve(std::size_t count) { entries_.reserve(count); }
