@@ -30,17 +30,16 @@ const json& PropertiesOf(const json& entry) {
   return found == entry.end() ? none : *found;
 }
 
-PropertyList PropertiesFromJson(const ClassDef& cls, const json& properties,
-                                const std::string& place) {
+PropertyList PropertiesFromJson(const ClassDef& cls, const json& properties, const Place& place) {
   if (!properties.is_object()) {
-    Reject(place, "expected an object of properties");
+    Reject(place(), "expected an object of properties");
   }
   PropertyList list;
   list.reserve(properties.size());
   for (const auto& [name, value] : properties.items()) {
     // Where a problem is, worked out only when there is one: fleet-sized scenarios hold
     // millions of values.
-    const auto where = [&place, &name] { return place + "/" + name; };
+    const auto where = [&place, &name] { return place() + "/" + name; };
     const MemberDef* member = Schema::Instance().FindProperty(cls, FromUtf8(name));
     if (member == nullptr) {
       Reject(where(), "class " + ToUtf8(cls.name) + " has no such property");
@@ -70,13 +69,15 @@ PropertyList PropertiesFromJson(const ClassDef& cls, const json& properties,
   return list;
 }
 
-const ClassDef& ClassFromJson(const json& entry, const std::string& place) {
-  if (!entry.is_object() || !entry.contains("class") || !entry["class"].is_string()) {
-    Reject(place, "expected an object with a \"class\" name");
+const ClassDef& ClassFromJson(const json& entry, const Place& place) {
+  const auto name = entry.is_object() ? entry.find("class") : entry.end();
+  if (!entry.is_object() || name == entry.end() || !name->is_string()) {
+    Reject(place(), "expected an object with a \"class\" name");
   }
-  const ClassDef* cls = Schema::Instance().FindClass(FromUtf8(entry["class"].get<std::string>()));
+  const std::string& text = name->get_ref<const std::string&>();
+  const ClassDef* cls = Schema::Instance().FindClass(FromUtf8(text));
   if (cls == nullptr) {
-    Reject(place + "/class", "unknown class " + entry["class"].get<std::string>());
+    Reject(place() + "/class", "unknown class " + text);
   }
   return *cls;
 }
@@ -103,9 +104,10 @@ WmiValue ScalarFromJson(const MemberDef& member, const json& value, const Place&
       }
       break;
     case CimType::Object: {
-      const ClassDef& cls = ClassFromJson(value, place());
+      const ClassDef& cls = ClassFromJson(value, place);
       converted = WmiValue::Object(MakeDetachedObject(
-          cls, PropertiesFromJson(cls, PropertiesOf(value), place() + "/properties")));
+          cls,
+          PropertiesFromJson(cls, PropertiesOf(value), [&] { return place() + "/properties"; })));
       break;
     }
     default:
@@ -304,19 +306,23 @@ std::shared_ptr<HostCore> CoreFromHost(const json& host) {
   return core;
 }
 
-void AddInstance(HostCore& core, const std::string& nameSpace, std::size_t index,
-                 const json& entry) {
-  const std::string place = "/namespaces/" + nameSpace;
+Repository& NamespaceOf(HostCore& core, const std::string& nameSpace) {
   if (!core.HasNamespace(FromUtf8(nameSpace))) {
-    Reject(place, "the host has no such namespace");
+    Reject("/namespaces/" + nameSpace, "the host has no such namespace");
   }
-  const std::string where = place + "/" + std::to_string(index);
+  return core.Namespace(FromUtf8(nameSpace));
+}
+
+void AddInstance(Repository& repository, const std::string& nameSpace, std::size_t index,
+                 const json& entry) {
+  const auto where = [&] { return "/namespaces/" + nameSpace + "/" + std::to_string(index); };
   const ClassDef& cls = ClassFromJson(entry, where);
-  PropertyList properties = PropertiesFromJson(cls, PropertiesOf(entry), where + "/properties");
+  PropertyList properties =
+      PropertiesFromJson(cls, PropertiesOf(entry), [&] { return where() + "/properties"; });
   try {
-    core.Namespace(FromUtf8(nameSpace)).Create(cls, std::move(properties));
+    repository.Create(cls, std::move(properties));
   } catch (const DefaultException& e) {
-    Reject(where, ToUtf8(e.GetMessageDescription()) + "(the instance cannot be stored)");
+    Reject(where(), ToUtf8(e.GetMessageDescription()) + "(the instance cannot be stored)");
   }
 }
 
@@ -345,13 +351,17 @@ class ScenarioLoader {
       core_ = CoreFromHost(parsed);
     } else if (topKey_ == "namespaces" && depth == 2 && event == Event::key) {
       nameSpace_ = parsed.get<std::string>();
+      repository_ = nullptr;
       next_ = 0;
     } else if (topKey_ == "namespaces" && depth == 2) {
       inArray_ = event == Event::array_start;
     } else if (topKey_ == "namespaces" && depth == 3 && inArray_ && EndsValue(event)) {
       const std::size_t index = next_++;
       if (core_) {
-        AddInstance(*core_, nameSpace_, index, parsed);
+        if (repository_ == nullptr) {
+          repository_ = &NamespaceOf(*core_, nameSpace_);
+        }
+        AddInstance(*repository_, nameSpace_, index, parsed);
         return false;
       }
     } else if (topKey_ == "storage" && depth == 2 && event == Event::key) {
@@ -421,14 +431,12 @@ class ScenarioLoader {
     }
     // What the parser kept: namespaces read before the settings, and any left empty.
     for (const auto& [name, instances] : namespaces.items()) {
-      if (!core_->HasNamespace(FromUtf8(name))) {
-        Reject("/namespaces/" + name, "the host has no such namespace");
-      }
+      Repository& repository = NamespaceOf(*core_, name);
       if (!instances.is_array()) {
         Reject("/namespaces/" + name, "expected an array of instances");
       }
       for (std::size_t i = 0; i < instances.size(); ++i) {
-        AddInstance(*core_, name, i, instances[i]);
+        AddInstance(repository, name, i, instances[i]);
       }
     }
     const auto storage = document.find("storage");
@@ -441,6 +449,7 @@ class ScenarioLoader {
   std::string topKey_;
   bool formatKnown_ = false;
   std::string nameSpace_;
+  Repository* repository_ = nullptr;  // nameSpace_'s, once an instance of it is read
   bool inArray_ = false;
   std::size_t next_ = 0;
   std::string storageKey_;
