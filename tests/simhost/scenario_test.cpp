@@ -208,6 +208,14 @@ TEST(ScenarioTest, InvalidScenariosNameTheSourceAndThePlace) {
             "bad.json: /storage/changeTracking/0/writes/0/0: is out of range");
   EXPECT_EQ(ErrorOf(storage + R"({"files": [{"diskId": "A", "maxInternalSize": 1}]}})"),
             "bad.json: /storage/files/0/path: is missing");
+  // Storage entries are read as the parser meets them, yet a scenario with several problems
+  // is refused for the one a whole reading finds first: files before change logs, and a
+  // hand-written scenario for having storage at all.
+  EXPECT_EQ(ErrorOf(storage + R"({"changeTracking": [{"path": 1}], "files": [{"diskId": 1}]}})"),
+            "bad.json: /storage/files/0/path: is missing");
+  EXPECT_EQ(ErrorOf(R"({"format": "quorvane-simulated-host", "version": 1, "machines": [], )"
+                    R"("storage": {"files": [{"diskId": 1}]}})"),
+            "bad.json: /storage: belongs to a saved scenario, which has \"namespaces\"");
   // A number too large for the JSON parser itself ends in the library's exception.
   EXPECT_EQ(ErrorOf(host + R"({"jobDurationMs": 12036054E80848365863}})")
                 .rfind("bad.json: not valid JSON: ", 0),
