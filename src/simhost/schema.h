@@ -4,6 +4,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "util/case_insensitive.h"
@@ -94,7 +95,7 @@ class Schema {
   Schema();
 
   std::vector<ClassDef> classes_;
-  std::map<std::wstring_view, const ClassDef*, LessNoCase> index_;
+  std::unordered_map<std::wstring_view, const ClassDef*, HashNoCase, EqualNoCase> index_;
   // Worked out once: objects are made and paths resolved all the time.
   std::map<const ClassDef*, std::vector<const MemberDef*>> properties_;
   std::map<const ClassDef*, std::vector<const ClassDef*>> descendants_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cwctype>
 #include <string>
 #include <string_view>
@@ -46,6 +47,21 @@ inline std::wstring ToLower(std::wstring_view text) {
   }
   return out;
 }
+
+// Hash and equality for unordered containers keyed without regard to case.
+struct HashNoCase {
+  std::size_t operator()(std::wstring_view text) const {
+    std::size_t hash = 14695981039346656037ull;  // FNV-1a
+    for (const wchar_t c : text) {
+      hash = (hash ^ static_cast<std::size_t>(FoldCase(c))) * 1099511628211ull;
+    }
+    return hash;
+  }
+};
+
+struct EqualNoCase {
+  bool operator()(std::wstring_view a, std::wstring_view b) const { return EqualsNoCase(a, b); }
+};
 
 struct LessNoCase {
   using is_transparent = void;

@@ -1,5 +1,6 @@
 #include "util/text.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace quorvane {
@@ -92,6 +93,11 @@ std::string ToUtf8(std::wstring_view wide) {
 }
 
 std::wstring FromUtf8(std::string_view utf8) {
+  const bool ascii = std::all_of(utf8.begin(), utf8.end(),
+                                 [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  if (ascii) {
+    return std::wstring(utf8.begin(), utf8.end());  // most text is: one character a byte
+  }
   std::wstring out;
   out.reserve(utf8.size());
   for (std::size_t i = 0; i < utf8.size();) {
