@@ -105,19 +105,36 @@ Repository::Repository(std::wstring server, std::wstring nameSpace)
     : server_(std::move(server)), nameSpace_(std::move(nameSpace)) {}
 
 Repository::Id Repository::Create(std::wstring_view className, PropertyList properties) {
-  return Create(RequireClass(className), std::move(properties));
+  const ClassDef& cls = RequireClass(className);
+  return Store(cls, Converted(cls, std::move(properties)));
 }
 
-Repository::Id Repository::Create(const ClassDef& cls, PropertyList properties) {
+Repository::Id Repository::Create(const ClassDef& cls, MemberValues values) {
+  for (auto& [property, value] : values) {
+    value = Coerce(*property, std::move(value));
+  }
+  return Store(cls, std::move(values));
+}
+
+Repository::MemberValues Repository::Converted(const ClassDef& cls, PropertyList properties) {
+  MemberValues values;
+  values.reserve(properties.size());
+  for (auto& [name, value] : properties) {
+    const MemberDef& property = RequireProperty(cls, name);
+    values.emplace_back(&property, Coerce(property, std::move(value)));
+  }
+  return values;
+}
+
+Repository::Id Repository::Store(const ClassDef& cls, MemberValues values) {
   if (!cls.isAssociation) {
-    return CreateWith(cls, std::move(properties), {});
+    return CreateWith(cls, std::move(values), {});
   }
   // The ends an association's references name, each looked up once. A reference that names
   // its object by another class than the object's own is left to be read back as written.
   KnownEnds ends;
-  for (const auto& [name, value] : properties) {
-    const MemberDef* property = Schema::Instance().FindProperty(cls, name);
-    if (property == nullptr || property->type != CimType::Reference || value.IsNull()) {
+  for (const auto& [property, value] : values) {
+    if (property->type != CimType::Reference || value.IsNull()) {
       continue;
     }
     const auto path = ParseObjectPath(value.AsWideString());
@@ -126,17 +143,16 @@ Repository::Id Repository::Create(const ClassDef& cls, PropertyList properties) 
       ends.emplace_back(property->name, *end);
     }
   }
-  return CreateWith(cls, std::move(properties), ends);
+  return CreateWith(cls, std::move(values), ends);
 }
 
-Repository::Id Repository::CreateWith(const ClassDef& cls, PropertyList properties,
+Repository::Id Repository::CreateWith(const ClassDef& cls, MemberValues values,
                                       const KnownEnds& ends) {
   Instance instance;
   instance.cls = &cls;
-  instance.properties.Reserve(properties.size());
-  for (auto& [name, value] : properties) {
-    const MemberDef& property = RequireProperty(*instance.cls, name);
-    instance.properties.Set(property, Coerce(property, std::move(value)));
+  instance.properties.Reserve(values.size());
+  for (auto& [property, value] : values) {
+    instance.properties.Set(*property, std::move(value));
   }
   for (const auto& key : Schema::Instance().Keys(*instance.cls)) {
     if (!instance.properties.Has(key)) {
@@ -298,7 +314,8 @@ Repository::Id Repository::Associate(std::wstring_view className, std::wstring_v
   PropertyList properties = extra;
   properties.emplace_back(role1, WmiValue::String(FullPath(end1)));
   properties.emplace_back(role2, WmiValue::String(FullPath(end2)));
-  return CreateWith(RequireClass(className), std::move(properties), {{role1, end1}, {role2, end2}});
+  const ClassDef& cls = RequireClass(className);
+  return CreateWith(cls, Converted(cls, std::move(properties)), {{role1, end1}, {role2, end2}});
 }
 
 void Repository::Set(Id id, std::wstring_view name, const WmiValue& value) {

@@ -46,7 +46,10 @@ class Repository {
 
   // Values are converted to the schema's kinds; every key must be given and the path unique.
   Id Create(std::wstring_view className, PropertyList properties);
-  Id Create(const ClassDef& cls, PropertyList properties);
+  // The same with the properties already looked up in the class (as a reader that checked
+  // them against the schema has them).
+  using MemberValues = std::vector<std::pair<const MemberDef*, WmiValue>>;
+  Id Create(const ClassDef& cls, MemberValues values);
   // Creates an association between two stored objects.
   Id Associate(std::wstring_view className, std::wstring_view role1, Id end1,
                std::wstring_view role2, Id end2, const PropertyList& extra = {});
@@ -106,7 +109,11 @@ class Repository {
   Identity IdentityOfPath(ObjectPath path) const;
   // The objects an association being made refers to, by role: known, so not looked up again.
   using KnownEnds = std::vector<std::pair<std::wstring_view, Id>>;
-  Id CreateWith(const ClassDef& cls, PropertyList properties, const KnownEnds& ends);
+  // Converts each value to its member's kind, in order, raising the first failure.
+  static MemberValues Converted(const ClassDef& cls, PropertyList properties);
+  // Stores values already converted.
+  Id Store(const ClassDef& cls, MemberValues values);
+  Id CreateWith(const ClassDef& cls, MemberValues values, const KnownEnds& ends);
   Identity IdentityWith(const Instance& instance, const KnownEnds& ends) const;
   std::vector<End> ResolveEnds(const Instance& instance, const KnownEnds& known);
   void IndexReferences(Id id, const Record& record, bool add);

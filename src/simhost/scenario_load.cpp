@@ -30,11 +30,13 @@ const json& PropertiesOf(const json& entry) {
   return found == entry.end() ? none : *found;
 }
 
-PropertyList PropertiesFromJson(const ClassDef& cls, const json& properties, const Place& place) {
+using MemberValues = Repository::MemberValues;
+
+MemberValues PropertiesFromJson(const ClassDef& cls, const json& properties, const Place& place) {
   if (!properties.is_object()) {
     Reject(place(), "expected an object of properties");
   }
-  PropertyList list;
+  MemberValues list;
   list.reserve(properties.size());
   for (const auto& [name, value] : properties.items()) {
     // Where a problem is, worked out only when there is one: fleet-sized scenarios hold
@@ -48,7 +50,7 @@ PropertyList PropertiesFromJson(const ClassDef& cls, const json& properties, con
       continue;
     }
     if (!member->array) {
-      list.emplace_back(member->name, ScalarFromJson(*member, value, where));
+      list.emplace_back(member, ScalarFromJson(*member, value, where));
       continue;
     }
     if (!value.is_array()) {
@@ -64,7 +66,7 @@ PropertyList PropertiesFromJson(const ClassDef& cls, const json& properties, con
     if (!array) {
       Reject(where(), "array elements do not fit the property's type");
     }
-    list.emplace_back(member->name, std::move(*array));
+    list.emplace_back(member, std::move(*array));
   }
   return list;
 }
@@ -105,9 +107,12 @@ WmiValue ScalarFromJson(const MemberDef& member, const json& value, const Place&
       break;
     case CimType::Object: {
       const ClassDef& cls = ClassFromJson(value, place);
-      converted = WmiValue::Object(MakeDetachedObject(
-          cls,
-          PropertiesFromJson(cls, PropertiesOf(value), [&] { return place() + "/properties"; })));
+      PropertyList properties;
+      for (auto& [property, each] :
+           PropertiesFromJson(cls, PropertiesOf(value), [&] { return place() + "/properties"; })) {
+        properties.emplace_back(property->name, std::move(each));
+      }
+      converted = WmiValue::Object(MakeDetachedObject(cls, properties));
       break;
     }
     default:
@@ -317,7 +322,7 @@ void AddInstance(Repository& repository, const std::string& nameSpace, std::size
                  const json& entry) {
   const auto where = [&] { return "/namespaces/" + nameSpace + "/" + std::to_string(index); };
   const ClassDef& cls = ClassFromJson(entry, where);
-  PropertyList properties =
+  MemberValues properties =
       PropertiesFromJson(cls, PropertiesOf(entry), [&] { return where() + "/properties"; });
   try {
     repository.Create(cls, std::move(properties));
