@@ -173,7 +173,7 @@ Repository::Id Repository::CreateWith(const ClassDef& cls, MemberValues values,
 // identities, the same text IdentityOf works out by reading the references back.
 Repository::Identity Repository::IdentityWith(const Instance& instance,
                                               const KnownEnds& ends) const {
-  std::vector<std::pair<std::wstring_view, const Identity*>> keys;
+  NarrowKeys keys;
   for (const auto& key : Schema::Instance().Keys(*instance.cls)) {
     const auto end = std::find_if(ends.begin(), ends.end(), [&](const auto& known) {
       return EqualsNoCase(known.first, key);
@@ -181,30 +181,43 @@ Repository::Identity Repository::IdentityWith(const Instance& instance,
     if (end == ends.end()) {
       return IdentityOf(instance);
     }
-    keys.emplace_back(key, &RecordOf(end->second).identity);
+    keys.emplace_back(key, RecordOf(end->second).identity);
   }
   if (keys.empty()) {
     return IdentityOf(instance);
   }
-  // Most identities are plain ASCII: those are joined as they are kept, the way JoinIdentity
-  // joins them, without a round trip through wide text.
-  const auto plain = [](std::string_view text) {
-    return text.empty() || text.front() != kWideMark;
-  };
-  if (std::all_of(keys.begin(), keys.end(), [&](const auto& key) { return plain(*key.second); })) {
-    std::sort(keys.begin(), keys.end(),
-              [](const auto& a, const auto& b) { return CompareNoCase(a.first, b.first) < 0; });
-    Identity identity = KeyText(ToLower(instance.cls->name));
-    for (const auto& [name, value] : keys) {
-      identity += '|' + KeyText(ToLower(name)) + '=' + *value;
-    }
-    return identity;
+  if (auto identity = JoinNarrow(instance.cls->name, keys)) {
+    return std::move(*identity);
   }
   std::vector<std::pair<std::wstring, std::wstring>> wide;
   for (const auto& [name, value] : keys) {
-    wide.emplace_back(ToLower(name), TextOfKey(*value));
+    wide.emplace_back(ToLower(name), TextOfKey(value));
   }
   return KeyText(JoinIdentity(instance.cls->name, false, std::move(wide)));
+}
+
+// Most identities are plain ASCII: those are joined one byte a character, the way JoinIdentity
+// joins them, without a round trip through wide text. Nothing when a part is not plain.
+std::optional<Repository::Identity> Repository::JoinNarrow(std::wstring_view className,
+                                                           NarrowKeys keys) {
+  const auto plain = [](std::string_view text) {
+    return text.empty() || text.front() != kWideMark;
+  };
+  Identity identity = KeyText(ToLower(className));
+  if (!plain(identity) ||
+      !std::all_of(keys.begin(), keys.end(), [&](const auto& key) { return plain(key.second); })) {
+    return std::nullopt;
+  }
+  std::sort(keys.begin(), keys.end(),
+            [](const auto& a, const auto& b) { return CompareNoCase(a.first, b.first) < 0; });
+  for (const auto& [name, value] : keys) {
+    const Identity folded = KeyText(ToLower(name));
+    if (!plain(folded)) {
+      return std::nullopt;
+    }
+    identity.append(1, '|').append(folded).append(1, '=').append(value);
+  }
+  return identity;
 }
 
 void Repository::Insert(Id id, Instance instance, Identity identity, const KnownEnds& ends) {
@@ -503,6 +516,20 @@ std::vector<Repository::Link> Repository::LinksOf(Id id) const {
 }
 
 Repository::Identity Repository::IdentityOf(const Instance& instance) const {
+  // Plain identifiers (no '=' that could make them a path) join narrow straight away.
+  NarrowKeys narrow;
+  for (const auto& key : Schema::Instance().Keys(*instance.cls)) {
+    const std::wstring value = instance.Get(key).AsWideString();
+    if (value.find(L'=') != std::wstring::npos) {
+      break;
+    }
+    narrow.emplace_back(key, KeyText(ToLower(value)));
+  }
+  if (!narrow.empty() && narrow.size() == Schema::Instance().Keys(*instance.cls).size()) {
+    if (auto identity = JoinNarrow(instance.cls->name, std::move(narrow))) {
+      return std::move(*identity);
+    }
+  }
   ObjectPath path;
   path.className = std::wstring(instance.cls->name);
   for (const auto& key : Schema::Instance().Keys(*instance.cls)) {

@@ -115,6 +115,9 @@ class Repository {
   Id Store(const ClassDef& cls, MemberValues values);
   Id CreateWith(const ClassDef& cls, MemberValues values, const KnownEnds& ends);
   Identity IdentityWith(const Instance& instance, const KnownEnds& ends) const;
+  // Key names with their values already in identity form.
+  using NarrowKeys = std::vector<std::pair<std::wstring_view, std::string>>;
+  static std::optional<Identity> JoinNarrow(std::wstring_view className, NarrowKeys keys);
   std::vector<End> ResolveEnds(const Instance& instance, const KnownEnds& known);
   void IndexReferences(Id id, const Record& record, bool add);
   void IndexReference(const Identity& identity, Referrer referrer, bool add);
