@@ -38,7 +38,9 @@ MemberValues PropertiesFromJson(const ClassDef& cls, const json& properties, con
   }
   MemberValues list;
   list.reserve(properties.size());
-  for (const auto& [name, value] : properties.items()) {
+  for (const auto& item : properties.items()) {
+    const std::string& name = item.key();
+    const json& value = item.value();
     // Where a problem is, worked out only when there is one: fleet-sized scenarios hold
     // millions of values.
     const auto where = [&place, &name] { return place() + "/" + name; };
