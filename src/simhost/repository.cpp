@@ -6,6 +6,7 @@
 
 #include "errors/status.h"
 #include "simhost/cim_value.h"
+#include "util/text.h"
 
 namespace quorvane::sim {
 namespace {
@@ -38,9 +39,7 @@ bool IsKey(const ClassDef& cls, std::wstring_view name) {
 // A key for comparing text, one byte a character when the text is ASCII, and the text's whole
 // code units behind a mark otherwise, so that no two texts share a key.
 std::string KeyText(std::wstring_view text) {
-  const bool ascii = std::all_of(text.begin(), text.end(),
-                                 [](wchar_t c) { return static_cast<std::uint32_t>(c) < 0x80; });
-  if (ascii) {
+  if (IsAscii(text)) {
     return std::string(text.begin(), text.end());
   }
   std::string key(1, kWideMark);
@@ -516,26 +515,28 @@ std::vector<Repository::Link> Repository::LinksOf(Id id) const {
 }
 
 Repository::Identity Repository::IdentityOf(const Instance& instance) const {
-  // Plain identifiers (no '=' that could make them a path) join narrow straight away.
-  NarrowKeys narrow;
-  for (const auto& key : Schema::Instance().Keys(*instance.cls)) {
-    const std::wstring value = instance.Get(key).AsWideString();
-    if (value.find(L'=') != std::wstring::npos) {
-      break;
-    }
-    narrow.emplace_back(key, KeyText(ToLower(value)));
-  }
-  if (!narrow.empty() && narrow.size() == Schema::Instance().Keys(*instance.cls).size()) {
-    if (auto identity = JoinNarrow(instance.cls->name, std::move(narrow))) {
-      return std::move(*identity);
-    }
-  }
   ObjectPath path;
   path.className = std::wstring(instance.cls->name);
   for (const auto& key : Schema::Instance().Keys(*instance.cls)) {
     path.keys.emplace_back(key, instance.Get(key).AsWideString());
   }
-  return path.keys.empty() ? Identity() : IdentityOfPath(std::move(path));
+  if (path.keys.empty()) {
+    return Identity();
+  }
+  // Plain identifiers (no '=' that could make them a path) join narrow straight away.
+  const bool plain = std::none_of(path.keys.begin(), path.keys.end(), [](const auto& key) {
+    return key.second.find(L'=') != std::wstring::npos;
+  });
+  if (plain) {
+    NarrowKeys narrow;
+    for (const auto& [name, value] : path.keys) {
+      narrow.emplace_back(name, KeyText(ToLower(value)));
+    }
+    if (auto identity = JoinNarrow(instance.cls->name, std::move(narrow))) {
+      return std::move(*identity);
+    }
+  }
+  return IdentityOfPath(std::move(path));
 }
 
 // Server and namespace do not take part: a repository holds one namespace of one host.

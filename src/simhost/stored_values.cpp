@@ -1,42 +1,21 @@
 #include "simhost/stored_values.h"
 
 #include <algorithm>
-#include <cstdint>
+
+#include "util/text.h"
 
 namespace quorvane::sim {
-namespace {
-
-bool IsAscii(std::wstring_view text) {
-  return std::all_of(text.begin(), text.end(),
-                     [](wchar_t c) { return static_cast<std::uint32_t>(c) < 0x80; });
-}
-
-std::string Narrow(std::wstring_view text) {
-  std::string out(text.size(), '\0');
-  std::transform(text.begin(), text.end(), out.begin(),
-                 [](wchar_t c) { return static_cast<char>(c); });
-  return out;
-}
-
-std::wstring Widen(std::string_view text) {
-  std::wstring out(text.size(), L'\0');
-  std::transform(text.begin(), text.end(), out.begin(),
-                 [](char c) { return static_cast<wchar_t>(c); });
-  return out;
-}
-
-}  // namespace
 
 StoredValues::Held StoredValues::Compact(WmiValue value) {
   if (const auto* text = std::get_if<std::wstring>(&value.Get()); text && IsAscii(*text)) {
-    return Narrow(*text);
+    return std::string(text->begin(), text->end());
   }
   if (const auto* texts = std::get_if<std::vector<std::wstring>>(&value.Get())) {
     if (std::all_of(texts->begin(), texts->end(), [](const auto& t) { return IsAscii(t); })) {
       std::vector<std::string> narrow;
       narrow.reserve(texts->size());
       for (const auto& text : *texts) {
-        narrow.push_back(Narrow(text));
+        narrow.emplace_back(text.begin(), text.end());
       }
       return narrow;
     }
@@ -46,13 +25,13 @@ StoredValues::Held StoredValues::Compact(WmiValue value) {
 
 WmiValue StoredValues::Expand(const Held& held) {
   if (const auto* text = std::get_if<std::string>(&held)) {
-    return WmiValue::String(Widen(*text));
+    return WmiValue::String(std::wstring(text->begin(), text->end()));
   }
   if (const auto* texts = std::get_if<std::vector<std::string>>(&held)) {
     std::vector<std::wstring> wide;
     wide.reserve(texts->size());
     for (const auto& text : *texts) {
-      wide.push_back(Widen(text));
+      wide.emplace_back(text.begin(), text.end());
     }
     return WmiValue::Array(std::move(wide));
   }
@@ -66,15 +45,18 @@ std::vector<StoredValues::Entry>::const_iterator StoredValues::Position(
   });
 }
 
-WmiValue StoredValues::Get(std::wstring_view name) const {
+const StoredValues::Entry* StoredValues::Find(std::wstring_view name) const {
   const auto found = Position(name);
-  return found != entries_.end() && EqualsNoCase(found->member->name, name) ? Expand(found->value)
-                                                                            : WmiValue();
+  return found != entries_.end() && EqualsNoCase(found->member->name, name) ? &*found : nullptr;
+}
+
+WmiValue StoredValues::Get(std::wstring_view name) const {
+  const Entry* found = Find(name);
+  return found != nullptr ? Expand(found->value) : WmiValue();
 }
 
 bool StoredValues::Has(std::wstring_view name) const {
-  const auto found = Position(name);
-  return found != entries_.end() && EqualsNoCase(found->member->name, name);
+  return Find(name) != nullptr;
 }
 
 void StoredValues::Set(const MemberDef& member, WmiValue value) {

@@ -48,6 +48,7 @@ class StoredValues {
   static Held Compact(WmiValue value);
   static WmiValue Expand(const Held& held);
   std::vector<Entry>::const_iterator Position(std::wstring_view name) const;
+  const Entry* Find(std::wstring_view name) const;
 
   std::vector<Entry> entries_;
 };
