@@ -314,10 +314,11 @@ std::shared_ptr<HostCore> CoreFromHost(const json& host) {
 }
 
 Repository& NamespaceOf(HostCore& core, const std::string& nameSpace) {
-  if (!core.HasNamespace(FromUtf8(nameSpace))) {
+  const std::wstring name = FromUtf8(nameSpace);
+  if (!core.HasNamespace(name)) {
     Reject("/namespaces/" + nameSpace, "the host has no such namespace");
   }
-  return core.Namespace(FromUtf8(nameSpace));
+  return core.Namespace(name);
 }
 
 void AddInstance(Repository& repository, const std::string& nameSpace, std::size_t index,
