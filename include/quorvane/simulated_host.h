@@ -65,6 +65,10 @@ struct HostOptions {
   bool referencePointHoldsAllocationIds = false;
   /// See referencePointHoldsAllocationIds.
   bool refuseFullLengthChanges = false;
+  /// A third open reading: when "GetVirtualDiskChanges" answers through a job (it is not among
+  /// the synchronous methods), the job's call gives no outputs; the same call made once that
+  /// job has ended answers at once with them.
+  bool changesOutputsAfterJob = false;
   /// Change tracking reports whole blocks of this size.
   std::uint32_t changeTrackingBlockSize = 4096;
   /// "GetVirtualDiskChanges" stops a pass after this many ranges.
@@ -194,7 +198,9 @@ class QUORVANE_API SimulatedHost {
   /// A guest write to the disk `path` starts: it lands in the file the machine writes to (the
   /// newest differencing file of the chain while checkpoints hold the files below it).
   void WriteToDisk(const std::wstring& path, std::uint64_t offset, std::uint64_t length);
-  /// Makes every change tracking identifier of the disk's chain issued so far unknown.
+  /// Makes every change tracking identifier of the disk's chain issued so far unknown: `path`
+  /// may be any file of the chain, resolved as WriteToDisk() resolves it. Raises DefaultException
+  /// when there is no such file.
   void ExpireChangeTracking(const std::wstring& path);
   /// Sets one property of the object at `path` from its text ("3", "TRUE", "Text").
   void SetProperty(const std::wstring& path, const std::wstring& property,

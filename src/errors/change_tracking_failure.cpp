@@ -7,11 +7,13 @@
 namespace quorvane {
 namespace {
 
-// The host's change tracking statuses, and how a job's description names them.
+// The host's change tracking statuses: invalid identifier, change tracking off, no data for
+// the identifier. A failure carries one either as its code (a host that returns it, or puts it
+// in the job's "ErrorCode") or written in hexadecimal in the job's description.
 constexpr std::array<std::pair<std::uint32_t, const wchar_t*>, 3> kStatuses = {{
-    {0xC03A0029u, L"(0xC03A0029)"},
-    {0xC03A002Au, L"(0xC03A002A)"},
-    {0xC03A0030u, L"(0xC03A0030)"},
+    {0xC03A0029u, L"0xc03a0029"},
+    {0xC03A002Au, L"0xc03a002a"},
+    {0xC03A0030u, L"0xc03a0030"},
 }};
 
 }  // namespace
@@ -19,7 +21,7 @@ constexpr std::array<std::pair<std::uint32_t, const wchar_t*>, 3> kStatuses = {{
 bool IsChangeTrackingUnusable(const DefaultException& failure) {
   const std::wstring message = ToLower(failure.GetMessageDescription());
   for (const auto& [status, written] : kStatuses) {
-    if (failure.GetErrorCode() == status || message.find(ToLower(written)) != std::wstring::npos) {
+    if (failure.GetErrorCode() == status || message.find(written) != std::wstring::npos) {
       return true;
     }
   }

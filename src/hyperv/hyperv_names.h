@@ -20,5 +20,7 @@ inline constexpr std::int64_t kScsiControllerType = 6;
 // A method's answer when the object is not in a state to do it now; retried where it is
 // passing (a reference point during a merge, a drive slot being freed).
 inline constexpr std::uint32_t kInvalidState = 32775;
+// A method's answer to a parameter it does not accept.
+inline constexpr std::uint32_t kInvalidParameter = 32773;
 
 }  // namespace quorvane::hyperv

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cwchar>
 
+#include "hyperv/hyperv_names.h"
 #include "quorvane/exceptions.h"
 #include "wmi/embedded_instance_reader.h"
 #include "wmi/wmi_job.h"
@@ -52,6 +53,61 @@ void AppendRanges(const WmiValue& offsets, const WmiValue& lengths,
   }
 }
 
+// What every pass of one disk's change gathering asks about.
+struct ChangesRequest {
+  IWmiObject& imageService;
+  const std::wstring& path;
+  const std::wstring& limitId;
+};
+
+// One "GetVirtualDiskChanges" call, its job awaited; `answeredThroughJob` tells how it answered.
+WmiMethodPtr AskForChanges(const ChangesRequest& request, std::uint64_t offset,
+                           std::uint64_t length, bool& answeredThroughJob) {
+  const auto method = request.imageService.CreateMethod(L"GetVirtualDiskChanges");
+  method->SetParameter(L"Path", WmiValue::String(request.path));
+  method->SetParameter(L"LimitId", WmiValue::String(request.limitId));
+  method->SetParameter(L"ByteOffset", WmiValue::UInt64(offset));
+  method->SetParameter(L"ByteLength", WmiValue::UInt64(length));
+  WmiJob job(request.imageService.GetService(), method);
+  job.Run();
+  answeredThroughJob = job.AnsweredThroughJob();
+  return method;
+}
+
+bool IsAbsent(const WmiValue& value) {
+  return value.IsNull() || value.AsWideString().empty();
+}
+
+// One pass from `offset` to the end of the disk. Hosts differ on two points, and a pass copes
+// with both: some refuse a length that reaches the end of the disk (32773), so the pass asks
+// again for one byte less; some fill a job's outputs only for a call made after that job
+// ended, so a pass whose job left "ProcessedByteLength" out is asked again. Going on without
+// it would end the gathering early and hand out an incomplete list.
+WmiMethodPtr AskForChangesFrom(const ChangesRequest& request, std::uint64_t offset,
+                               std::uint64_t length) {
+  bool answeredThroughJob = false;
+  WmiMethodPtr pass;
+  try {
+    pass = AskForChanges(request, offset, length, answeredThroughJob);
+  } catch (const DefaultException& e) {
+    if (e.GetErrorCode() != hyperv::kInvalidParameter || length < 2) {
+      throw;
+    }
+    --length;
+    pass = AskForChanges(request, offset, length, answeredThroughJob);
+  }
+  if (!answeredThroughJob || !IsAbsent(pass->GetOutParameter(L"ProcessedByteLength"))) {
+    return pass;
+  }
+  pass = AskForChanges(request, offset, length, answeredThroughJob);
+  if (IsAbsent(pass->GetOutParameter(L"ProcessedByteLength"))) {
+    throw DefaultException(kLibraryErrorCode,
+                           L"GetVirtualDiskChanges ended without \"ProcessedByteLength\", even "
+                           L"when asked again after its job: the changes of the disk are unknown");
+  }
+  return pass;
+}
+
 }  // namespace
 
 std::wstring GetVirtualHardDiskSettingData(IWmiObject& imageService, const std::wstring& path) {
@@ -71,18 +127,14 @@ std::vector<ChangedRange> GetVirtualDiskChanges(IWmiService& service, const std:
   if (size == 0) {
     return ranges;
   }
+  const ChangesRequest request{*imageService, path, limitId};
   std::uint64_t offset = 0;
   while (true) {
-    const auto method = imageService->CreateMethod(L"GetVirtualDiskChanges");
-    method->SetParameter(L"Path", WmiValue::String(path));
-    method->SetParameter(L"LimitId", WmiValue::String(limitId));
-    method->SetParameter(L"ByteOffset", WmiValue::UInt64(offset));
-    method->SetParameter(L"ByteLength", WmiValue::UInt64(size - offset));
-    WmiJob(imageService->GetService(), method).Run();
+    const auto pass = AskForChangesFrom(request, offset, size - offset);
     const std::uint64_t processed =
-        ReadCount(method->GetOutParameter(L"ProcessedByteLength").AsWideString());
-    AppendRanges(method->GetOutParameter(L"ChangedByteOffsets"),
-                 method->GetOutParameter(L"ChangedByteLengths"), ranges);
+        ReadCount(pass->GetOutParameter(L"ProcessedByteLength").AsWideString());
+    AppendRanges(pass->GetOutParameter(L"ChangedByteOffsets"),
+                 pass->GetOutParameter(L"ChangedByteLengths"), ranges);
     offset += processed;
     if (offset >= size || processed == 0) {
       return ranges;

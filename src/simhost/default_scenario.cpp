@@ -12,10 +12,13 @@ void InstallProviderBehaviours(HostCore& host) {
   InstallSecurityBehaviours(host);
 }
 
-void AddHostObjects(HostCore& host) {
+void SetDefaultSynchronousMethods(HostCore& host) {
   // These two answer at once on real hosts.
   host.SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualHardDiskSettingData", true);
   host.SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", true);
+}
+
+void AddHostObjects(HostCore& host) {
   AddHostSystem(host);
   if (host.Settings().capabilities) {
     AddDevicePools(host);
@@ -25,6 +28,7 @@ void AddHostObjects(HostCore& host) {
 
 std::shared_ptr<HostCore> BuildHost(const HostSettings& settings) {
   auto host = std::make_shared<HostCore>(settings);
+  SetDefaultSynchronousMethods(*host);
   AddHostObjects(*host);
   InstallProviderBehaviours(*host);
   return host;

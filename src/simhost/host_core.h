@@ -127,6 +127,8 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
 
   // The host's disk files.
   VirtualDisks& Disks() { return disks_; }
+  // Calls whose outputs are held until their job has ended, by the call's inputs: the job.
+  std::map<std::wstring, Repository::Id>& HeldAnswers() { return heldAnswers_; }
   // A machine that runs from now on (or stops): while it runs, clients read its
   // "OnTimeInMilliseconds" as the time since this call and see a worker process.
   void MarkRunning(Repository& repository, Repository::Id machine, bool running);
@@ -177,6 +179,7 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   std::map<Repository::Id, std::uint64_t> runningSince_;
   std::map<std::wstring, std::uint16_t, LessNoCase> checkpointConsistency_;
   VirtualDisks disks_;
+  std::map<std::wstring, Repository::Id> heldAnswers_;
   FaultPlan faults_;
   std::vector<CallRecord> log_;
   std::uint64_t clockMs_ = 0;

@@ -168,6 +168,11 @@ std::uint32_t ConvertToReferencePoint(MethodCall& call) {
     Repository& v2 = job.repository;
     std::vector<std::wstring> diskIds;
     std::vector<std::wstring> trackingIds;
+    // The checkpoint's own settings go with the conversion: the reading that names allocations
+    // names the machine's, found at the same place below its settings.
+    const std::wstring snapshotPrefix = v2.Property(snapshotId, L"InstanceID").AsWideString();
+    const std::wstring machinePrefix =
+        L"Microsoft:" + v2.Property(machineId, L"Name").AsWideString();
     for (const auto part : PartsOf(v2, snapshotId)) {
       const auto files = v2.Property(part, L"HostResource");
       if (v2.Property(part, L"ResourceSubType").AsWideString() != kHardDiskSubType ||
@@ -181,9 +186,11 @@ std::uint32_t ConvertToReferencePoint(MethodCall& call) {
       }
       // The checkpoint froze this file when it started the machine's differencing file, so its
       // present state is the checkpoint's point in time.
-      diskIds.push_back(job.host.Settings().referencePointHoldsAllocationIds
-                            ? v2.Property(part, L"InstanceID").AsWideString()
-                            : disk->diskId);
+      diskIds.push_back(
+          job.host.Settings().referencePointHoldsAllocationIds
+              ? machinePrefix +
+                    v2.Property(part, L"InstanceID").AsWideString().substr(snapshotPrefix.size())
+              : disk->diskId);
       trackingIds.push_back(job.host.Disks().IssueTrackingId(path));
     }
     const std::wstring systemId = v2.Property(machineId, L"Name").AsWideString();

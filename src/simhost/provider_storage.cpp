@@ -5,6 +5,7 @@
 #include "simhost/hyperv_model.h"
 #include "simhost/instance_text.h"
 #include "simhost/providers.h"
+#include "util/case_insensitive.h"
 
 namespace quorvane::sim {
 namespace {
@@ -39,6 +40,11 @@ std::uint32_t GetVirtualHardDiskSettingData(MethodCall& call) {
   };
   call.out[L"SettingData"] = WmiValue::String(InstanceToLeanText(cls, values));
   return call.Complete(0, [](JobContext&) {});
+}
+
+bool HasSucceeded(const Repository& repository, Repository::Id job) {
+  return repository.Contains(job) &&
+         repository.Property(job, L"JobState").AsInteger() == kJobCompleted;
 }
 
 // The system's text for each refusal, and its status.
@@ -107,12 +113,33 @@ std::uint32_t GetVirtualDiskChanges(MethodCall& call) {
     lengths.push_back(std::to_wstring(lastEnd - begin));
   }
   const bool more = block != blocks.end() && block->begin < to;
-  // A pass that stops early reports how far it got: up to the end of its last range.
-  const std::uint64_t processed = more ? lastEnd - offset : length;
-  call.out[L"ProcessedByteLength"] = WmiValue::UInt64(processed);
-  call.out[L"ChangedByteOffsets"] = WmiValue::Array(std::move(offsets));
-  call.out[L"ChangedByteLengths"] = WmiValue::Array(std::move(lengths));
-  return call.Complete(0, [](JobContext&) {});
+  const auto answer = [&] {
+    // A pass that stops early reports how far it got: up to the end of its last range.
+    const std::uint64_t processed = more ? lastEnd - offset : length;
+    call.out[L"ProcessedByteLength"] = WmiValue::UInt64(processed);
+    call.out[L"ChangedByteOffsets"] = WmiValue::Array(std::move(offsets));
+    call.out[L"ChangedByteLengths"] = WmiValue::Array(std::move(lengths));
+  };
+  if (!call.host.Settings().changesOutputsAfterJob ||
+      call.host.IsSynchronous(call.cls, call.method)) {
+    answer();
+    return call.Complete(0, [](JobContext&) {});
+  }
+  // The host gives the outputs only to the same call made after its job has ended.
+  auto& held = call.host.HeldAnswers();
+  const std::wstring key = ToLower(path) + L"\n" + limitId + L"\n" + std::to_wstring(offset) +
+                           L"\n" + std::to_wstring(length);
+  const auto found = held.find(key);
+  if (found != held.end() && HasSucceeded(call.repository, found->second)) {
+    held.erase(found);
+    answer();
+    return 0;
+  }
+  const std::uint32_t result = call.Complete(0, [](JobContext&) {});
+  if (const auto job = call.repository.Find(call.out[L"Job"].AsWideString())) {
+    held[key] = *job;
+  }
+  return result;
 }
 
 }  // namespace

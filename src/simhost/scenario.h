@@ -7,6 +7,8 @@
 
 namespace quorvane::sim {
 
+// The image management methods that answer at once on real hosts.
+void SetDefaultSynchronousMethods(HostCore& host);
 // The host's computer system and management services, and with the host's capabilities
 // setting, its resource pools and capabilities.
 void AddHostObjects(HostCore& host);

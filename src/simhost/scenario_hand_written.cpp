@@ -57,6 +57,7 @@ std::wstring MakeDiskChain(HostCore& host, const json& disk, const std::string& 
     return path;
   }
   RequireObject(disk, place);
+  RejectUnknownKeys(disk, {"path", "sizeGb", "parent"}, place);
   const std::wstring path = Text(disk, "path", place);
   if (path.empty()) {
     Reject(place + "/path", "a disk needs a path");
@@ -79,6 +80,11 @@ std::wstring MakeDiskChain(HostCore& host, const json& disk, const std::string& 
 
 void AddMachine(HostCore& host, const json& entry, const std::string& place) {
   RequireObject(entry, place);
+  RejectUnknownKeys(
+      entry,
+      {"name", "id", "generation", "version", "memoryMb", "processors", "dynamicMemory", "state",
+       "planned", "dataRoot", "disks", "dvds", "security", "checkpoints"},
+      place);
   MachineDefinition definition;
   definition.name = Text(entry, "name", place);
   if (definition.name.empty()) {
@@ -127,6 +133,7 @@ void AddMachine(HostCore& host, const json& entry, const std::string& place) {
     const json& security = entry.at("security");
     const std::string where = place + "/security";
     RequireObject(security, where);
+    RejectUnknownKeys(security, {"tpm", "shielding", "encryptState"}, where);
     SetSecurity(v2, v2.Property(machine, L"Name").AsWideString(),
                 Setting<bool>(security, "tpm", false, where),
                 Setting<bool>(security, "shielding", false, where),
@@ -141,6 +148,7 @@ void AddMachine(HostCore& host, const json& entry, const std::string& place) {
       continue;
     }
     RequireObject(checkpoint, where);
+    RejectUnknownKeys(checkpoint, {"name", "recovery"}, where);
     const bool recovery = Setting<bool>(checkpoint, "recovery", false, where);
     TakeSnapshot(host, machine, recovery ? kSnapshotRecovery : kSnapshotStandard,
                  Text(checkpoint, "name", where));
@@ -162,6 +170,7 @@ void ExpandHandWritten(HostCore& host, const json& document) {
       continue;
     }
     RequireObject(switches[i], place);
+    RejectUnknownKeys(switches[i], {"name", "id"}, place);
     const std::wstring name = Text(switches[i], "name", place);
     if (name.empty()) {
       Reject(place + "/name", "a switch needs a name");

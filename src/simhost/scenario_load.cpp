@@ -78,6 +78,7 @@ const ClassDef& ClassFromJson(const json& entry, const Place& place) {
   if (!entry.is_object() || name == entry.end() || !name->is_string()) {
     Reject(place(), "expected an object with a \"class\" name");
   }
+  RejectUnknownKeys(entry, {"class", "properties"}, place());
   const std::string& text = name->get_ref<const std::string&>();
   const ClassDef* cls = Schema::Instance().FindClass(FromUtf8(text));
   if (cls == nullptr) {
@@ -132,6 +133,9 @@ WmiValue ScalarFromJson(const MemberDef& member, const json& value, const Place&
 }
 
 VirtualDisk FileFromJson(const json& file, const std::string& place) {
+  RejectUnknownKeys(
+      file, {"path", "diskId", "format", "type", "maxInternalSize", "parentPath", "mergedWith"},
+      place);
   VirtualDisk disk;
   disk.path = FromUtf8(Required<std::string>(file, "path", place));
   disk.diskId = FromUtf8(Required<std::string>(file, "diskId", place));
@@ -146,6 +150,7 @@ VirtualDisk FileFromJson(const json& file, const std::string& place) {
 using ChangeLogs = std::map<std::wstring, ChangeLog, LessNoCase>;
 
 void AddLogFromJson(const json& entry, const std::string& place, ChangeLogs& logs) {
+  RejectUnknownKeys(entry, {"path", "trackingGuid", "sequence", "validFrom", "writes"}, place);
   ChangeLog log;
   log.trackingGuid = FromUtf8(Required<std::string>(entry, "trackingGuid", place));
   log.sequence = Setting<std::uint64_t>(entry, "sequence", 0, place);
@@ -184,6 +189,7 @@ class StorageReader {
     if (!storage.is_object()) {
       Reject("/storage", "expected an object with \"files\" and \"changeTracking\"");
     }
+    RejectUnknownKeys(storage, {"files", "changeTracking"}, "/storage");
     for (const json& file : ArrayAt(storage, "files", "/storage")) {
       AddFile(file);
     }
@@ -229,6 +235,10 @@ void FaultFromJson(const json& entry, const std::string& place, FaultPlan& plan)
   if (!entry.is_object()) {
     Reject(place, "expected an object");
   }
+  RejectUnknownKeys(entry,
+                    {"operation", "match", "status", "class", "method", "returnValue", "errorCode",
+                     "description", "nth", "count"},
+                    place);
   const int nth = Setting<int>(entry, "nth", 0, place);
   if (entry.contains("nth") && nth < 1) {
     Reject(place + "/nth", "counts from 1");
@@ -266,6 +276,30 @@ std::shared_ptr<HostCore> CoreFromHost(const json& host) {
   if (!host.is_object()) {
     Reject("/host", "expected an object of settings");
   }
+  RejectUnknownKeys(host,
+                    {"name",
+                     "hostGuardian",
+                     "capabilities",
+                     "jobDurationMs",
+                     "user",
+                     "password",
+                     "utcOffsetMinutes",
+                     "waitLimitMs",
+                     "mergeDurationMs",
+                     "changeTrackingBlockSize",
+                     "changeRangesPerPass",
+                     "refuseDuringMerge",
+                     "refuseMergeWithReferencePoint",
+                     "refusePutInstance",
+                     "referencePointHoldsAllocationIds",
+                     "refuseFullLengthChanges",
+                     "changesOutputsAfterJob",
+                     "changeTrackingFailsThroughJob",
+                     "changeTrackingFailureCode",
+                     "clockMs",
+                     "guidSeed",
+                     "synchronousMethods"},
+                    "/host");
   HostSettings settings;
   settings.name = FromUtf8(Setting<std::string>(host, "name", "HV-HOST01", "/host"));
   settings.hostGuardian = Setting<bool>(host, "hostGuardian", true, "/host");
@@ -287,6 +321,7 @@ std::shared_ptr<HostCore> CoreFromHost(const json& host) {
   settings.referencePointHoldsAllocationIds =
       Setting<bool>(host, "referencePointHoldsAllocationIds", false, "/host");
   settings.refuseFullLengthChanges = Setting<bool>(host, "refuseFullLengthChanges", false, "/host");
+  settings.changesOutputsAfterJob = Setting<bool>(host, "changesOutputsAfterJob", false, "/host");
   settings.changeTrackingFailsThroughJob =
       Setting<bool>(host, "changeTrackingFailsThroughJob", true, "/host");
   settings.changeTrackingFailureCode =
@@ -302,11 +337,15 @@ std::shared_ptr<HostCore> CoreFromHost(const json& host) {
   auto core = std::make_shared<HostCore>(settings);
   core->SetClockMs(Setting<std::uint64_t>(host, "clockMs", 0, "/host"));
   core->SetGuidSeed(Setting<std::uint64_t>(host, "guidSeed", 1, "/host"));
-  for (const auto& entry : host.value("synchronousMethods", json::array())) {
+  const json& synchronous = ArrayAt(host, "synchronousMethods", "/host");
+  for (std::size_t i = 0; i < synchronous.size(); ++i) {
+    const json& entry = synchronous[i];
+    const std::string place = "/host/synchronousMethods/" + std::to_string(i);
     if (!entry.is_object() || !entry.value("class", json()).is_string() ||
         !entry.value("method", json()).is_string()) {
-      Reject("/host/synchronousMethods", "expected {\"class\": ..., \"method\": ...} entries");
+      Reject(place, "expected {\"class\": ..., \"method\": ...}");
     }
+    RejectUnknownKeys(entry, {"class", "method"}, place);
     core->SetSynchronous(FromUtf8(entry["class"].get<std::string>()),
                          FromUtf8(entry["method"].get<std::string>()), true);
   }
@@ -400,6 +439,10 @@ class ScenarioLoader {
     if (!document.is_object()) {
       Reject("", "expected a JSON object");
     }
+    RejectUnknownKeys(
+        document,
+        {"format", "version", "host", "faults", "namespaces", "storage", "machines", "switches"},
+        "");
     if (Setting<std::string>(document, "format", "", "") != kScenarioFormat) {
       Reject("/format", std::string("expected \"") + kScenarioFormat + "\"");
     }
@@ -419,6 +462,9 @@ class ScenarioLoader {
     if (IsHandWritten(document)) {
       if (document.contains("storage")) {
         Reject("/storage", "belongs to a saved scenario, which has \"namespaces\"");
+      }
+      if (!document.value("host", json::object()).contains("synchronousMethods")) {
+        SetDefaultSynchronousMethods(*core_);
       }
       AddHostObjects(*core_);
       ExpandHandWritten(*core_, document);

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <algorithm>
+#include <initializer_list>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <string_view>
 #include <type_traits>
 
 namespace quorvane::sim {
@@ -43,6 +46,25 @@ T ValueAs(const nlohmann::json& value, const std::string& place) {
     return value.get<T>();
   } catch (const nlohmann::json::exception&) {
     Reject(place, "has the wrong type");
+  }
+}
+
+// Refuses a member of `object` that is not one of `known`: a mistyped name would otherwise be
+// ignored, and the scenario would quietly describe another host than the one meant.
+inline void RejectUnknownKeys(const nlohmann::json& object,
+                              std::initializer_list<std::string_view> known,
+                              const std::string& place) {
+  if (!object.is_object()) {
+    return;
+  }
+  for (const auto& item : object.items()) {
+    if (std::find(known.begin(), known.end(), item.key()) == known.end()) {
+      std::string expected;
+      for (const std::string_view name : known) {
+        expected += (expected.empty() ? "" : ", ") + std::string(name);
+      }
+      Reject(place + "/" + item.key(), "is not a known name here (expected " + expected + ")");
+    }
   }
 }
 

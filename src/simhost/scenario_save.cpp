@@ -148,6 +148,7 @@ std::string HostToJson(HostCore& host) {
         {"refusePutInstance", settings.refusePutInstance},
         {"referencePointHoldsAllocationIds", settings.referencePointHoldsAllocationIds},
         {"refuseFullLengthChanges", settings.refuseFullLengthChanges},
+        {"changesOutputsAfterJob", settings.changesOutputsAfterJob},
         {"changeTrackingFailsThroughJob", settings.changeTrackingFailsThroughJob},
         {"changeTrackingFailureCode", settings.changeTrackingFailureCode},
         {"clockMs", host.ClockMs()},

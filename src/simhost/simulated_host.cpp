@@ -5,6 +5,7 @@
 
 #include "quorvane/exceptions.h"
 #include "simhost/cim_value.h"
+#include "simhost/file_replace.h"
 #include "simhost/hyperv_model.h"
 #include "simhost/scenario.h"
 #include "util/case_insensitive.h"
@@ -99,10 +100,7 @@ std::string SimulatedHost::ToJson() const {
 }
 
 void SimulatedHost::SaveScenario(const std::filesystem::path& file) const {
-  const std::string json = ToJson();
-  std::ofstream out(file, std::ios::binary | std::ios::trunc);
-  out << json << '\n';
-  if (!out.flush()) {
+  if (!ReplaceFileContents(file, ToJson() + '\n')) {
     ThrowFileError(file, "cannot be written");
   }
 }
@@ -255,7 +253,10 @@ void SimulatedHost::WriteToDisk(const std::wstring& path, std::uint64_t offset,
 
 void SimulatedHost::ExpireChangeTracking(const std::wstring& path) {
   std::lock_guard lock(core_->mutex_);
-  core_->Disks().Expire(path);
+  if (core_->Disks().Find(path) == nullptr) {
+    throw DefaultException(kLibraryErrorCode, (L"No disk file " + path).c_str());
+  }
+  core_->Disks().ExpireChain(path);
 }
 
 void SimulatedHost::SetProperty(const std::wstring& path, const std::wstring& property,

@@ -167,9 +167,17 @@ const std::vector<ChangedBlock>& VirtualDisks::ChangedBlocks(const std::wstring&
   return lastAnswer_->blocks;
 }
 
-void VirtualDisks::Expire(const std::wstring& path) {
-  if (ChangeLog* log = LogOf(path)) {
-    log->validFrom = log->sequence;
+void VirtualDisks::ExpireChain(const std::wstring& path) {
+  std::wstring current = LeafOf(path);
+  for (std::size_t steps = 0; steps <= disks_.size(); ++steps) {
+    if (ChangeLog* log = LogOf(current)) {
+      log->validFrom = log->sequence;
+    }
+    const VirtualDisk* disk = Find(current);
+    if (disk == nullptr || disk->parentPath.empty()) {
+      return;
+    }
+    current = disk->parentPath;
   }
 }
 

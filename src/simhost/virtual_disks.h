@@ -87,8 +87,9 @@ class VirtualDisks {
   // no writes: a change query asks pass after pass over the same answer.
   const std::vector<ChangedBlock>& ChangedBlocks(const std::wstring& path, std::uint64_t sequence,
                                                  std::uint64_t blockSize, std::uint64_t size);
-  // Makes every identifier of the file issued so far unknown.
-  void Expire(const std::wstring& path);
+  // Makes every identifier issued so far unknown, for each file of the chain that `path` belongs
+  // to, from the file a machine writes to (see LeafOf) down to the root.
+  void ExpireChain(const std::wstring& path);
   // Folds a differencing file into its parent: the parent takes its writes, whatever used it
   // uses the parent, and the file is gone.
   void Merge(const std::wstring& path);

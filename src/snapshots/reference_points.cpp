@@ -42,15 +42,21 @@ void WaitForMerge(IWmiService& service, const std::wstring& machineId) {
   }
 }
 
+// Hosts name a reference point's disks either by the disk's "VirtualDiskId" or by the
+// InstanceID of its storage allocation settings; either names the disk.
+bool NamesDisk(const std::wstring& identifier, const DiskDescription& disk) {
+  return identifier == disk.diskId || (!disk.instanceId.empty() && identifier == disk.instanceId);
+}
+
 // Pairs disks and identifiers by position, the i-th matched disk with the i-th identifier: a
 // reference point disk that is no longer attached shifts the later pairs.
 std::vector<std::pair<std::wstring, std::wstring>> PairDisks(
     IWmiObject& referencePoint, const std::vector<DiskDescription>& disks) {
   std::vector<std::wstring> matched;
-  for (const auto& diskId :
+  for (const auto& identifier :
        referencePoint.GetProperty(L"VirtualDiskIdentifiers").AsWideStringArray()) {
     for (const auto& disk : disks) {
-      if (disk.diskId == diskId) {
+      if (NamesDisk(identifier, disk)) {
         matched.push_back(disk.diskId);
         break;
       }

@@ -22,6 +22,7 @@ WmiJob::WmiJob(WmiServicePtr service, WmiMethodPtr method)
     : service_(std::move(service)), method_(std::move(method)) {}
 
 void WmiJob::Run() {
+  job_ = nullptr;
   const std::uint32_t result = method_->Execute();
   if (result == method_result::kCompleted) {
     return;

@@ -20,6 +20,8 @@ class WmiJob : public IWmiJob {
   // reaches a final state. A job succeeds when its "ErrorCode" is 0, whatever that state is.
   void Run() override;
   WmiObjectPtr GetAffectedElement(const std::wstring& resultClass) override;
+  // Whether the last Run answered through a job rather than at once.
+  bool AnsweredThroughJob() const { return job_ != nullptr; }
 
  private:
   WmiServicePtr service_;

@@ -50,6 +50,46 @@ TEST_F(SimHostTest, ZeroProcessedEndsTheWalk) {
   EXPECT_EQ(ranges[1].offset, 8192u);
 }
 
+// A planted host: every pass answers through a job and never gives its outputs, even to the
+// call made after the job. The library must not take the silence for "nothing changed".
+TEST_F(SimHostTest, OutputsThatNeverComeFailTheGathering) {
+  CreateDiskFile(Core(), L"D:\\silent.vhdx", 1 << 20, L"");
+  Core().SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", false);
+  int calls = 0;
+  Core().RegisterMethod(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges",
+                        [&calls](MethodCall& call) {
+                          ++calls;
+                          return call.Complete(0, [](JobContext&) {});
+                        });
+  const auto e = [&] {
+    try {
+      GetVirtualDiskChanges(*service_, L"D:\\silent.vhdx", L"rctX:any");
+    } catch (const DefaultException& raised) {
+      return raised;
+    }
+    return DefaultException(0, L"nothing raised");
+  }();
+  EXPECT_EQ(e.GetErrorCode(), 0xFFFFFFFFu);
+  EXPECT_NE(std::wstring(e.GetMessageDescription()).find(L"ProcessedByteLength"),
+            std::wstring::npos);
+  EXPECT_EQ(calls, 2) << "asked once more after the job, and no more";
+}
+
+// "0" is an answer, not a missing one: it ends the gathering through a job as it does at once.
+TEST_F(SimHostTest, ZeroProcessedThroughAJobIsNotAskedAgain) {
+  CreateDiskFile(Core(), L"D:\\zero.vhdx", 1 << 20, L"");
+  Core().SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", false);
+  int calls = 0;
+  Core().RegisterMethod(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges",
+                        [&calls](MethodCall& call) {
+                          ++calls;
+                          call.out[L"ProcessedByteLength"] = WmiValue::String(L"0");
+                          return call.Complete(0, [](JobContext&) {});
+                        });
+  EXPECT_TRUE(GetVirtualDiskChanges(*service_, L"D:\\zero.vhdx", L"rctX:any").empty());
+  EXPECT_EQ(calls, 1);
+}
+
 // The host answers synchronously by default; answered through jobs, the outputs are the same.
 TEST_F(SimHostTest, ChangesAnsweredThroughJobs) {
   CreateDiskFile(Core(), L"D:\\z.vhdx", 1 << 20, L"");

@@ -84,8 +84,19 @@ TEST_F(ChangeTrackingTest, EachRefusalCarriesItsOwnStatus) {
                       L"associated with the specified change tracking "
                       L"identifier. (0xC03A0030)"),
             std::wstring::npos);
-  Core().Disks().Expire(kBase);
+  Core().Disks().ExpireChain(kBase);
   EXPECT_NE(Refusal(kBase, id).find(L"(0xC03A0030)"), std::wstring::npos);
+}
+
+// Any file of a chain names the chain, as for a guest write: the base path expires the
+// identifiers of the differencing file the machine writes to, and of every file below it.
+TEST_F(ChangeTrackingTest, ExpiringAnyFileOfAChainExpiresTheChain) {
+  const std::wstring baseId = Core().Disks().IssueTrackingId(kBase);
+  const std::wstring childId = Core().Disks().IssueTrackingId(kChild);
+  host_.ExpireChangeTracking(kBase);
+  EXPECT_NE(Refusal(kChild, childId).find(L"(0xC03A0030)"), std::wstring::npos);
+  EXPECT_NE(Refusal(kBase, baseId).find(L"(0xC03A0030)"), std::wstring::npos);
+  EXPECT_THROW(host_.ExpireChangeTracking(L"D:\\none.vhdx"), DefaultException);
 }
 
 TEST(ChangeTrackingRefusalForm, ScenarioCanMakeItAReturnValue) {

@@ -229,5 +229,43 @@ TEST(ScenarioTest, InvalidScenariosNameTheSourceAndThePlace) {
   }
 }
 
+// A mistyped name would make a test that scripts nothing, or a host unlike the one meant: every
+// name the forms do not know is refused with its place, at every level.
+TEST(ScenarioTest, UnknownNamesAreRefusedWhereTheyStand) {
+  const std::string head = R"({"format": "quorvane-simulated-host", "version": 1, )";
+  const std::string fault =
+      R"("faults": [{"class": "Msvm_ComputerSystem", "method": "RequestStateChange", )";
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {head + R"("fault": []})", "/fault"},
+      {head + R"("machine": []})", "/machine"},
+      {head + R"("host": {"jobDurationMS": 5}})", "/host/jobDurationMS"},
+      {head + fault + R"("returnValue": 1, "cont": 2}]})", "/faults/0/cont"},
+      {head + R"("host": {"synchronousMethods": [{"class": "A", "method": "B", "x": 1}]}})",
+       "/host/synchronousMethods/0/x"},
+      {head + R"("switches": [{"name": "LAN", "vlan": 5}]})", "/switches/0/vlan"},
+      {head + R"("machines": [{"name": "a", "memorymb": 4096}]})", "/machines/0/memorymb"},
+      {head + R"("machines": [{"name": "a", "disks": [{"path": "D:\\a.vhdx", "sizeGB": 1}]}]})",
+       "/machines/0/disks/0/sizeGB"},
+      {head + R"("machines": [{"name": "a", "security": {"TPM": true}}]})",
+       "/machines/0/security/TPM"},
+      {head + R"("machines": [{"name": "a", "checkpoints": [{"name": "c", "type": 1}]}]})",
+       "/machines/0/checkpoints/0/type"},
+      {head + R"("namespaces": {"root\\virtualization\\v2": [{"class": )"
+              R"("Msvm_ComputerSystem", "propertes": {}}]}})",
+       "/namespaces/root\\virtualization\\v2/0/propertes"},
+      {head + R"("namespaces": {}, "storage": {"file": []}})", "/storage/file"},
+      {head + R"("namespaces": {}, "storage": {"files": [{"path": "D:\\a.vhdx", )"
+              R"("diskId": "A", "maxInternalSize": 1, "parent": "x"}]}})",
+       "/storage/files/0/parent"},
+      {head + R"("namespaces": {}, "storage": {"changeTracking": [{"path": "D:\\a.vhdx", )"
+              R"("trackingGuid": "G", "write": []}]}})",
+       "/storage/changeTracking/0/write"},
+  };
+  for (const auto& [scenario, place] : cases) {
+    EXPECT_EQ(ErrorOf(scenario).rfind("bad.json: " + place + ": is not a known name here", 0), 0u)
+        << ErrorOf(scenario);
+  }
+}
+
 }  // namespace
 }  // namespace quorvane::sim
