@@ -35,9 +35,9 @@ std::filesystem::path TemporaryBeside(const std::filesystem::path& file) {
 
 bool WriteWhole(const std::filesystem::path& file, std::string_view text) {
 #ifdef _WIN32
-  std::FILE* stream = _wfopen(file.c_str(), L"wbx");
+  std::FILE* stream = _wfopen(file.c_str(), L"wb");
 #else
-  std::FILE* stream = std::fopen(file.c_str(), "wbx");
+  std::FILE* stream = std::fopen(file.c_str(), "wb");
 #endif
   if (stream == nullptr) {
     return false;

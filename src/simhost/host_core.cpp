@@ -20,6 +20,7 @@ constexpr HResult kQuotaViolation = ToHResult(0x80041045);
 // How long Hyper-V keeps a job after it ends ("TimeBeforeRemoval").
 constexpr std::uint64_t kJobRetentionMs = 5 * 60 * 1000;
 constexpr wchar_t kJobRetention[] = L"00000000000500.000000:000";
+constexpr wchar_t kRemoveJob[] = L"RemoveJob";
 
 [[noreturn]] void Fail(HResult status) {
   ThrowForStatus(status, WmiMessageText(status));
@@ -131,6 +132,27 @@ std::wstring CimDatetimeFromClock(std::uint64_t clockMs, std::int32_t utcOffsetM
   return buffer;
 }
 
+std::wstring Deferred::Argument(std::wstring_view name) const {
+  for (const auto& [key, value] : arguments) {
+    if (key == name) {
+      return value;
+    }
+  }
+  return L"";
+}
+
+Repository::Id JobContext::Object(const Deferred& work, std::wstring_view argument) const {
+  return ObjectAt(work.Argument(argument));
+}
+
+Repository::Id JobContext::ObjectAt(const std::wstring& path) const {
+  const auto id = repository.Find(path);
+  if (!id) {
+    throw DefaultException(kFailed, (L"The object " + path + L" is gone.").c_str());
+  }
+  return *id;
+}
+
 void JobContext::AddAffected(Repository::Id element) {
   if (job) {
     repository.Associate(L"Msvm_AffectedJobElement", L"AffectedElement", element,
@@ -147,7 +169,7 @@ std::uint32_t MethodCall::Complete(std::uint16_t jobType, JobEffect effect) {
   auto failure = host.Faults().TakeJobFault(cls, method);
   if (!failure && host.IsSynchronous(cls, method)) {
     JobContext context{host, repository, std::nullopt, &out};
-    host.ApplyAllOrNothing([&] { effect(context); });
+    host.ApplyAllOrNothing([&] { host.RunDeferred(context, effect); });
     return 0;
   }
   const Repository::Id job =
@@ -159,12 +181,20 @@ std::uint32_t MethodCall::Complete(std::uint16_t jobType, JobEffect effect) {
 std::uint32_t MethodCall::FailThroughJob(std::uint16_t jobType, std::uint16_t errorCode,
                                          std::wstring description) {
   const Repository::Id job = host.StartJob(
-      repository, jobType, FaultPlan::JobError{errorCode, std::move(description)}, nullptr);
+      repository, jobType, FaultPlan::JobError{errorCode, std::move(description)}, {});
   out[L"Job"] = WmiValue::String(repository.FullPath(job));
   return 4096;
 }
 
 HostCore::HostCore(HostSettings settings) : settings_(std::move(settings)) {
+  RegisterDeferred(kAffectElement, [](JobContext& context, const Deferred& work) {
+    context.AddAffected(context.Object(work, L"Element"));
+  });
+  RegisterDeferred(kRemoveJob, [](JobContext& context, const Deferred& work) {
+    if (const auto job = context.repository.Find(work.Argument(L"Job"))) {
+      context.repository.Delete(*job);
+    }
+  });
   namespaces_.emplace(kVirtualizationNamespace,
                       Repository(settings_.name, kVirtualizationNamespace));
   if (settings_.hostGuardian) {
@@ -455,8 +485,9 @@ void HostCore::AdvanceClockLocked(std::uint64_t milliseconds) {
   FinishDueJobs();
 }
 
-void HostCore::Schedule(std::uint64_t delayMs, std::function<void(HostCore&)> action) {
-  const auto added = timers_.emplace(clockMs_ + delayMs, std::move(action));
+void HostCore::Schedule(std::uint64_t delayMs, std::wstring_view nameSpace, Deferred work) {
+  const auto added =
+      timers_.emplace(clockMs_ + delayMs, Timer{std::wstring(nameSpace), std::move(work)});
   if (scheduledInEffect_) {
     scheduledInEffect_->push_back(added);
   }
@@ -536,9 +567,54 @@ Repository::Id HostCore::StartJob(Repository& repository, std::uint16_t jobType,
                             {L"TimeSubmitted", WmiValue::String(now)},
                             {L"StartTime", WmiValue::String(now)},
                             {L"Caption", WmiValue::String(L"Job")}});
-  pendingJobs_.emplace(job, PendingJob{&repository, clockMs_ + settings_.jobDurationMs,
-                                       std::move(failure), std::move(effect)});
+  pendingJobs_.emplace(
+      std::pair(std::wstring(repository.NameSpace()), job),
+      PendingJob{std::wstring(repository.NameSpace()), clockMs_ + settings_.jobDurationMs,
+                 std::move(failure), std::move(effect)});
   return job;
+}
+
+void HostCore::RegisterDeferred(std::wstring kind, DeferredHandler handler) {
+  deferredHandlers_[std::move(kind)] = std::move(handler);
+}
+
+void HostCore::RunDeferred(JobContext& context, const Deferred& work) {
+  if (work.kind.empty()) {
+    return;
+  }
+  const auto handler = deferredHandlers_.find(work.kind);
+  if (handler == deferredHandlers_.end()) {
+    throw DefaultException(kFailed, (L"No such deferred work: " + work.kind).c_str());
+  }
+  handler->second(context, work);
+}
+
+std::vector<std::pair<std::wstring, HostCore::PendingJob>> HostCore::PendingJobs() const {
+  std::vector<std::pair<std::wstring, PendingJob>> jobs;
+  for (const auto& [key, pending] : pendingJobs_) {
+    const Repository& repository = namespaces_.at(key.first);
+    if (repository.Contains(key.second)) {
+      jobs.emplace_back(repository.RelativePath(key.second), pending);
+    }
+  }
+  return jobs;
+}
+
+std::vector<std::pair<std::uint64_t, HostCore::Timer>> HostCore::Timers() const {
+  return {timers_.begin(), timers_.end()};
+}
+
+void HostCore::ResumeJob(const std::wstring& jobPath, PendingJob pending) {
+  const auto job = RequireNamespace(pending.nameSpace).Find(jobPath);
+  if (!job) {
+    throw DefaultException(kLibraryErrorCode, (L"No job at " + jobPath).c_str());
+  }
+  pendingJobs_.emplace(std::pair(pending.nameSpace, *job), std::move(pending));
+}
+
+void HostCore::ResumeTimer(std::uint64_t dueAtMs, Timer timer) {
+  RequireNamespace(timer.nameSpace);
+  timers_.emplace(dueAtMs, std::move(timer));
 }
 
 Repository& HostCore::RequireNamespace(std::wstring_view name) {
@@ -626,9 +702,10 @@ std::uint16_t HostCore::CheckpointConsistency(const std::wstring& instanceId) co
 
 void HostCore::FinishDueJobs() {
   while (!timers_.empty() && timers_.begin()->first <= clockMs_) {
-    auto action = std::move(timers_.begin()->second);
+    const Timer timer = std::move(timers_.begin()->second);
     timers_.erase(timers_.begin());
-    action(*this);
+    JobContext context{*this, RequireNamespace(timer.nameSpace), std::nullopt};
+    RunDeferred(context, timer.work);
   }
   while (true) {
     const auto due = std::min_element(
@@ -637,18 +714,18 @@ void HostCore::FinishDueJobs() {
     if (due == pendingJobs_.end() || due->second.finishAtMs > clockMs_) {
       return;
     }
-    const Repository::Id job = due->first;
+    const Repository::Id job = due->first.second;
     PendingJob pending = std::move(due->second);
     pendingJobs_.erase(due);
-    Repository& repository = *pending.repository;
+    Repository& repository = RequireNamespace(pending.nameSpace);
     if (!repository.Contains(job)) {
       continue;
     }
     std::optional<FaultPlan::JobError> failure = std::move(pending.failure);
-    if (!failure && pending.effect) {
+    if (!failure) {
       try {
         JobContext context{*this, repository, job};
-        ApplyAllOrNothing([&] { pending.effect(context); });
+        ApplyAllOrNothing([&] { RunDeferred(context, pending.effect); });
       } catch (const DefaultException& e) {
         const auto type =
             static_cast<std::uint16_t>(repository.Property(job, L"JobType").AsInteger());
@@ -667,7 +744,8 @@ void HostCore::FinishDueJobs() {
       repository.Set(job, L"JobStatus", WmiValue::String(L"Job completed successfully"));
     }
     // Hyper-V removes a job some minutes after it ends.
-    Schedule(kJobRetentionMs, [&repository, job](HostCore&) { repository.Delete(job); });
+    Schedule(kJobRetentionMs, pending.nameSpace,
+             {kRemoveJob, {{L"Job", repository.RelativePath(job)}}});
   }
 }
 

@@ -41,7 +41,18 @@ struct ObjectCopy {
 
 class HostCore;
 
-// What a job's effect may do when the job ends successfully.
+// Work the host does later: a job's effect when the job ends, or what a timer does. It is data,
+// a registered kind and its arguments as text (objects named by their paths), so that a saved
+// scenario carries what is under way. An empty kind does nothing.
+struct Deferred {
+  std::wstring kind;
+  std::vector<std::pair<std::wstring, std::wstring>> arguments;
+
+  // The argument's text; "" when there is none.
+  std::wstring Argument(std::wstring_view name) const;
+};
+
+// What deferred work may do when it runs.
 struct JobContext {
   HostCore& host;
   Repository& repository;
@@ -50,9 +61,16 @@ struct JobContext {
   PropertyMap* out = nullptr;
   // Links the job to an element it made or touched (Msvm_AffectedJobElement).
   void AddAffected(Repository::Id element);
+  // The object a path argument names; raises DefaultException when it is gone, which fails
+  // the job.
+  Repository::Id Object(const Deferred& work, std::wstring_view argument) const;
+  Repository::Id ObjectAt(const std::wstring& path) const;
 };
 
-using JobEffect = std::function<void(JobContext&)>;
+using JobEffect = Deferred;
+// The deferred work that links the job to the element named by the argument "Element".
+inline constexpr wchar_t kAffectElement[] = L"AffectElement";
+using DeferredHandler = std::function<void(JobContext&, const Deferred&)>;
 
 // One method invocation as a provider behaviour sees it.
 struct MethodCall {
@@ -124,6 +142,27 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   // Starts a job on the simulated clock (used by MethodCall::Complete).
   Repository::Id StartJob(Repository& repository, std::uint16_t jobType,
                           std::optional<FaultPlan::JobError> failure, JobEffect effect);
+  // What a kind of deferred work does.
+  void RegisterDeferred(std::wstring kind, DeferredHandler handler);
+  // Runs deferred work now, in `context`.
+  void RunDeferred(JobContext& context, const Deferred& work);
+
+  // Work under way, as a saved scenario keeps it: jobs that have not ended and timers.
+  struct PendingJob {
+    std::wstring nameSpace;
+    std::uint64_t finishAtMs;
+    std::optional<FaultPlan::JobError> failure;
+    JobEffect effect;
+  };
+  struct Timer {
+    std::wstring nameSpace;
+    Deferred work;
+  };
+  std::vector<std::pair<std::wstring, PendingJob>> PendingJobs() const;  // by job path
+  std::vector<std::pair<std::uint64_t, Timer>> Timers() const;           // by due time
+  // Puts back work a saved scenario kept (the job's instance must be stored).
+  void ResumeJob(const std::wstring& jobPath, PendingJob pending);
+  void ResumeTimer(std::uint64_t dueAtMs, Timer timer);
 
   // The host's disk files.
   VirtualDisks& Disks() { return disks_; }
@@ -136,8 +175,8 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   // reference point it may become.
   void SetCheckpointConsistency(const std::wstring& instanceId, std::uint16_t level);
   std::uint16_t CheckpointConsistency(const std::wstring& instanceId) const;
-  // Runs `action` once the simulated clock has advanced by `delayMs`.
-  void Schedule(std::uint64_t delayMs, std::function<void(HostCore&)> action);
+  // Runs `work` on the namespace once the simulated clock has advanced by `delayMs`.
+  void Schedule(std::uint64_t delayMs, std::wstring_view nameSpace, Deferred work);
   // Runs a job's effect so that it applies all or nothing: when it throws, the repositories,
   // disk files and timers are as they were, and the exception goes on.
   void ApplyAllOrNothing(const std::function<void()>& effect);
@@ -147,13 +186,6 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   friend class SimulatedHost;
   friend std::string HostToJson(HostCore& host);
   void AdvanceClockLocked(std::uint64_t milliseconds);
-
-  struct PendingJob {
-    Repository* repository;
-    std::uint64_t finishAtMs;
-    std::optional<FaultPlan::JobError> failure;
-    JobEffect effect;
-  };
 
   Repository& RequireNamespace(std::wstring_view name);
   void Record(Operation operation, std::wstring_view nameSpace, std::wstring target,
@@ -169,11 +201,13 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   std::map<std::wstring, Repository, LessNoCase> namespaces_;
   std::map<std::pair<std::wstring, std::wstring>, MethodHandler> handlers_;
   std::vector<std::pair<std::wstring, std::wstring>> synchronous_;
-  std::map<Repository::Id, PendingJob> pendingJobs_;
-  using Timers = std::multimap<std::uint64_t, std::function<void(HostCore&)>>;
-  Timers timers_;
+  // Pending jobs by the namespace they run in and their id there.
+  std::map<std::pair<std::wstring, Repository::Id>, PendingJob> pendingJobs_;
+  std::map<std::wstring, DeferredHandler> deferredHandlers_;
+  using TimerQueue = std::multimap<std::uint64_t, Timer>;
+  TimerQueue timers_;
   // Timers scheduled by the effect being applied, to take back if it fails.
-  std::optional<std::vector<Timers::iterator>> scheduledInEffect_;
+  std::optional<std::vector<TimerQueue::iterator>> scheduledInEffect_;
   // How to take back what the effect being applied did outside the repositories and files.
   std::optional<std::vector<std::function<void()>>> undoInEffect_;
   std::map<Repository::Id, std::uint64_t> runningSince_;

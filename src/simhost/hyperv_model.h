@@ -89,6 +89,9 @@ void RemoveSnapshot(HostCore& host, Repository::Id machine, Repository::Id snaps
 // merge settings hold merges back ("EnabledState" 0). The files merge when the host's merge
 // duration is over; until then the machine reports "merging disks".
 void StartMerges(HostCore& host, Repository::Id machine);
+// The deferred work that ends a machine's merges ("Machine": its path).
+inline constexpr wchar_t kFinishMerges[] = L"FinishMerges";
+void FinishMerges(JobContext& context, const Deferred& work);
 bool MergesEnabled(const Repository& repository, Repository::Id machine);
 bool IsMerging(const Repository& repository, Repository::Id machine);
 // The machine's checkpoints (settings objects), in creation order.

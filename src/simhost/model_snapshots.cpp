@@ -56,6 +56,12 @@ void MergeFile(HostCore& host, const std::wstring& path) {
   host.Disks().Merge(path);
 }
 
+void MergePending(HostCore& host, Repository::Id machine) {
+  for (const auto& path : PendingMerges(host, machine)) {
+    MergeFile(host, path);
+  }
+}
+
 void SetMerging(Repository& v2, Repository::Id machine, bool merging) {
   std::vector<std::int32_t> status = {kStatusOk};
   if (merging) {
@@ -91,24 +97,20 @@ void StartMerges(HostCore& host, Repository::Id machine) {
   if (!MergesEnabled(v2, machine) || PendingMerges(host, machine).empty()) {
     return;
   }
-  const auto finish = [](HostCore& at, Repository::Id id) {
-    for (const auto& path : PendingMerges(at, id)) {
-      MergeFile(at, path);
-    }
-  };
   if (host.Settings().mergeDurationMs == 0) {
-    finish(host, machine);  // over before anyone could see it
+    MergePending(host, machine);  // over before anyone could see it
     return;
   }
   SetMerging(v2, machine, true);
-  const std::wstring path = v2.FullPath(machine);
-  host.Schedule(host.Settings().mergeDurationMs, [path, finish](HostCore& later) {
-    Repository& repository = later.Namespace(kVirtualizationNamespace);
-    if (const auto id = repository.Find(path)) {
-      finish(later, *id);
-      SetMerging(repository, *id, false);
-    }
-  });
+  host.Schedule(host.Settings().mergeDurationMs, kVirtualizationNamespace,
+                {kFinishMerges, {{L"Machine", v2.RelativePath(machine)}}});
+}
+
+void FinishMerges(JobContext& context, const Deferred& work) {
+  if (const auto machine = context.repository.Find(work.Argument(L"Machine"))) {
+    MergePending(context.host, *machine);
+    SetMerging(context.repository, *machine, false);
+  }
 }
 
 std::vector<Repository::Id> SnapshotsOf(const Repository& repository, Repository::Id machine) {

@@ -8,6 +8,8 @@
 namespace quorvane::sim {
 namespace {
 
+constexpr wchar_t kRemoveResources[] = L"RemoveResources";
+
 // A request the provider turns down with a method result.
 struct Refusal {
   std::uint32_t code;
@@ -173,7 +175,7 @@ std::uint32_t AddResourceSettings(MethodCall& call) {
     return refusal.code;
   }
   call.out[L"ResultingResourceSettings"] = WmiValue::Array(made);
-  return call.Complete(kJobAddResources, [](JobContext&) {});
+  return call.Complete(kJobAddResources, {});
 }
 
 std::uint32_t ModifyResourceSettings(MethodCall& call) {
@@ -196,23 +198,29 @@ std::uint32_t ModifyResourceSettings(MethodCall& call) {
     paths.push_back(call.repository.FullPath(id));
   }
   call.out[L"ResultingResourceSettings"] = WmiValue::Array(paths);
-  return call.Complete(kJobModifyResources, [](JobContext&) {});
+  return call.Complete(kJobModifyResources, {});
 }
 
 std::uint32_t RemoveResourceSettings(MethodCall& call) {
-  std::vector<Repository::Id> doomed;
+  Deferred removal{kRemoveResources, {}};
   for (const auto& path : call.In(L"ResourceSettings").AsWideStringArray()) {
     const auto id = call.repository.Find(path);
     if (!id) {
       return kInvalidParameter;
     }
-    doomed.push_back(*id);
+    removal.arguments.emplace_back(L"Resource", call.repository.RelativePath(*id));
   }
-  return call.Complete(kJobRemoveResources, [doomed](JobContext& job) {
-    for (const auto id : doomed) {
-      DeleteDevice(job.repository, id);
-    }
-  });
+  return call.Complete(kJobRemoveResources, std::move(removal));
+}
+
+void RemoveResources(JobContext& job, const Deferred& work) {
+  std::vector<Repository::Id> doomed;
+  for (const auto& argument : work.arguments) {
+    doomed.push_back(job.ObjectAt(argument.second));
+  }
+  for (const auto id : doomed) {
+    DeleteDevice(job.repository, id);
+  }
 }
 
 std::uint32_t AddFeatureSettings(MethodCall& call) {
@@ -234,7 +242,7 @@ std::uint32_t AddFeatureSettings(MethodCall& call) {
     made.push_back(call.repository.FullPath(feature));
   }
   call.out[L"ResultingFeatureSettings"] = WmiValue::Array(made);
-  return call.Complete(kJobAddFeatures, [](JobContext&) {});
+  return call.Complete(kJobAddFeatures, {});
 }
 
 // A new machine with the defaults Hyper-V gives: generation 1 unless the text says 2.
@@ -265,7 +273,8 @@ std::uint32_t DefineSystem(MethodCall& call) {
     }
   }
   call.out[L"ResultingSystem"] = WmiValue::String(call.repository.FullPath(machine));
-  return call.Complete(kJobDefineSystem, [machine](JobContext& job) { job.AddAffected(machine); });
+  return call.Complete(kJobDefineSystem,
+                       {kAffectElement, {{L"Element", call.repository.RelativePath(machine)}}});
 }
 
 }  // namespace
@@ -277,6 +286,7 @@ void InstallEditingBehaviours(HostCore& host) {
   host.RegisterMethod(service, L"ModifyResourceSettings", ModifyResourceSettings);
   host.RegisterMethod(service, L"RemoveResourceSettings", RemoveResourceSettings);
   host.RegisterMethod(service, L"AddFeatureSettings", AddFeatureSettings);
+  host.RegisterDeferred(kRemoveResources, RemoveResources);
 }
 
 }  // namespace quorvane::sim

@@ -6,6 +6,9 @@
 namespace quorvane::sim {
 namespace {
 
+constexpr wchar_t kChangeState[] = L"ChangeState";
+constexpr wchar_t kDestroySystem[] = L"DestroySystem";
+
 struct Transition {
   std::uint16_t requested;
   std::uint16_t jobType;
@@ -40,22 +43,29 @@ std::uint32_t RequestStateChange(MethodCall& call) {
         transition.from.end()) {
       return kInvalidState;
     }
-    const std::uint16_t state = transition.resultingState;
     std::uint16_t jobType = transition.jobType;
     if (jobType == kJobStart && current != kStateOff) {
       jobType = current == kStateSaved ? kJobRestore : kJobResume;
     }
-    return call.Complete(jobType, [machine, state, requested](JobContext& job) {
-      job.repository.Set(machine, L"EnabledState", WmiValue::Int32(state));
-      job.repository.Set(machine, L"RequestedState", WmiValue::Int32(kRequestedNoChange));
-      if (requested != 10 && requested != 11) {
-        job.host.MarkRunning(job.repository, machine, state == kStateRunning);
-      }
-      job.repository.Set(machine, L"TimeOfLastStateChange", WmiValue::String(job.host.Now()));
-      job.AddAffected(machine);
-    });
+    return call.Complete(jobType, {kChangeState,
+                                   {{L"Machine", call.repository.RelativePath(machine)},
+                                    {L"State", std::to_wstring(transition.resultingState)},
+                                    {L"Requested", std::to_wstring(requested)}}});
   }
   return kInvalidParameter;
+}
+
+void ChangeState(JobContext& job, const Deferred& work) {
+  const Repository::Id machine = job.Object(work, L"Machine");
+  const int state = std::stoi(work.Argument(L"State"));
+  const int requested = std::stoi(work.Argument(L"Requested"));
+  job.repository.Set(machine, L"EnabledState", WmiValue::Int32(state));
+  job.repository.Set(machine, L"RequestedState", WmiValue::Int32(kRequestedNoChange));
+  if (requested != 10 && requested != 11) {
+    job.host.MarkRunning(job.repository, machine, state == kStateRunning);
+  }
+  job.repository.Set(machine, L"TimeOfLastStateChange", WmiValue::String(job.host.Now()));
+  job.AddAffected(machine);
 }
 
 std::uint32_t DestroySystem(MethodCall& call) {
@@ -67,12 +77,14 @@ std::uint32_t DestroySystem(MethodCall& call) {
   if (state != kStateOff && state != kStateSaved) {
     return kInvalidState;  // a machine must be off or saved to be deleted
   }
-  const Repository::Id id = *machine;
-  return call.Complete(kJobDestroySystem, [id](JobContext& job) {
-    if (job.repository.Contains(id)) {
-      DestroyMachine(job.repository, id);
-    }
-  });
+  return call.Complete(kJobDestroySystem,
+                       {kDestroySystem, {{L"Machine", call.repository.RelativePath(*machine)}}});
+}
+
+void DestroySystemNow(JobContext& job, const Deferred& work) {
+  if (const auto machine = job.repository.Find(work.Argument(L"Machine"))) {
+    DestroyMachine(job.repository, *machine);
+  }
 }
 
 }  // namespace
@@ -80,6 +92,8 @@ std::uint32_t DestroySystem(MethodCall& call) {
 void InstallLifecycleBehaviours(HostCore& host) {
   host.RegisterMethod(L"Msvm_ComputerSystem", L"RequestStateChange", RequestStateChange);
   host.RegisterMethod(L"Msvm_VirtualSystemManagementService", L"DestroySystem", DestroySystem);
+  host.RegisterDeferred(kChangeState, ChangeState);
+  host.RegisterDeferred(kDestroySystem, DestroySystemNow);
 }
 
 }  // namespace quorvane::sim

@@ -24,7 +24,7 @@ std::uint32_t SetKeyProtector(MethodCall& call) {
       call.In(L"KeyProtector").AsByteArray().empty()) {
     return kInvalidParameter;
   }
-  return call.Complete(kJobModifySystem, [](JobContext&) {});
+  return call.Complete(kJobModifySystem, {});
 }
 
 std::uint32_t ModifySecuritySettings(MethodCall& call) {
@@ -32,20 +32,10 @@ std::uint32_t ModifySecuritySettings(MethodCall& call) {
   if (!target) {
     return kInvalidParameter;
   }
-  const ParsedInstance parsed =
-      ParseEmbeddedInstance(call.In(L"SecuritySettingData").AsWideString());
-  PropertyList changes;
-  for (const auto& entry : parsed.properties) {
-    if (!EqualsNoCase(entry.first, L"InstanceID")) {
-      changes.push_back(entry);
-    }
-  }
-  const Repository::Id id = *target;
-  return call.Complete(kJobModifySystem, [id, changes](JobContext& job) {
-    for (const auto& [name, value] : changes) {
-      job.repository.Set(id, name, value);
-    }
-  });
+  return call.Complete(
+      kJobModifySystem,
+      {kApplySettingsText,
+       {{L"Text", call.In(L"SecuritySettingData").AsWideString()}, {L"Keep", L"InstanceID"}}});
 }
 
 // Key material the simulated host hands out: different for every call, repeatable per run.

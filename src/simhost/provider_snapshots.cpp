@@ -17,6 +17,21 @@ std::optional<Repository::Id> SettingsAt(MethodCall& call, const wchar_t* parame
   return call.repository.Find(call.In(parameter).AsWideString());
 }
 
+constexpr wchar_t kTakeSnapshot[] = L"TakeSnapshot";
+constexpr wchar_t kApplySnapshot[] = L"ApplySnapshot";
+constexpr wchar_t kDestroySnapshot[] = L"DestroySnapshot";
+constexpr wchar_t kConvertToReferencePoint[] = L"ConvertToReferencePoint";
+constexpr wchar_t kDeleteObject[] = L"DeleteObject";
+constexpr wchar_t kStartMerges[] = L"StartMerges";
+
+// Deferred work on one checkpoint of one machine.
+Deferred OnSnapshot(const wchar_t* kind, const MethodCall& call, Repository::Id snapshot,
+                    Repository::Id machine) {
+  return {kind,
+          {{L"Snapshot", call.repository.RelativePath(snapshot)},
+           {L"Machine", call.repository.RelativePath(machine)}}};
+}
+
 bool IsSnapshot(const Repository& repository, Repository::Id settings) {
   const std::wstring type = repository.Property(settings, L"VirtualSystemType").AsWideString();
   return type == kRealizedSnapshot || type == kRecoverySnapshot;
@@ -78,18 +93,25 @@ std::uint32_t CreateSnapshot(MethodCall& call) {
                                L"Could not create an application-consistent checkpoint: the "
                                L"guest is not running.");
   }
-  const Repository::Id id = *machine;
   // What the guest took part in: application-consistent only when asked for and running.
   const std::uint16_t consistency = level == kApplicationConsistent ? 1 : 2;
-  return call.Complete(kJobSnapshot, [id, type, consistency](JobContext& job) {
-    const auto snapshot = TakeSnapshot(job.host, id, type, L"");
-    job.host.SetCheckpointConsistency(
-        job.repository.Property(snapshot, L"InstanceID").AsWideString(), consistency);
-    job.AddAffected(snapshot);
-    if (job.out != nullptr) {
-      (*job.out)[L"ResultingSnapshot"] = WmiValue::String(job.repository.FullPath(snapshot));
-    }
-  });
+  return call.Complete(kJobSnapshot, {kTakeSnapshot,
+                                      {{L"Machine", call.repository.RelativePath(*machine)},
+                                       {L"Type", std::to_wstring(type)},
+                                       {L"Consistency", std::to_wstring(consistency)}}});
+}
+
+void TakeSnapshotNow(JobContext& job, const Deferred& work) {
+  const auto snapshot =
+      TakeSnapshot(job.host, job.Object(work, L"Machine"),
+                   static_cast<std::uint16_t>(std::stoi(work.Argument(L"Type"))), L"");
+  job.host.SetCheckpointConsistency(
+      job.repository.Property(snapshot, L"InstanceID").AsWideString(),
+      static_cast<std::uint16_t>(std::stoi(work.Argument(L"Consistency"))));
+  job.AddAffected(snapshot);
+  if (job.out != nullptr) {
+    (*job.out)[L"ResultingSnapshot"] = WmiValue::String(job.repository.FullPath(snapshot));
+  }
 }
 
 std::uint32_t ApplySnapshot(MethodCall& call) {
@@ -106,14 +128,16 @@ std::uint32_t ApplySnapshot(MethodCall& call) {
     return call.FailThroughJob(kJobApplySnapshot, kFailed,
                                L"The checkpoint cannot be applied while the machine is running.");
   }
-  const Repository::Id snapshotId = *snapshot;
-  const Repository::Id machineId = *machine;
-  return call.Complete(kJobApplySnapshot, [snapshotId, machineId](JobContext& job) {
-    const auto realized = *RealizedSettingsOf(job.repository, machineId);
-    job.repository.Set(realized, L"Parent", WmiValue::String(job.repository.FullPath(snapshotId)));
-    job.repository.Set(machineId, L"EnabledState", WmiValue::Int32(kStateOff));
-    job.AddAffected(machineId);
-  });
+  return call.Complete(kJobApplySnapshot, OnSnapshot(kApplySnapshot, call, *snapshot, *machine));
+}
+
+void ApplySnapshotNow(JobContext& job, const Deferred& work) {
+  const Repository::Id snapshotId = job.Object(work, L"Snapshot");
+  const Repository::Id machineId = job.Object(work, L"Machine");
+  const auto realized = *RealizedSettingsOf(job.repository, machineId);
+  job.repository.Set(realized, L"Parent", WmiValue::String(job.repository.FullPath(snapshotId)));
+  job.repository.Set(machineId, L"EnabledState", WmiValue::Int32(kStateOff));
+  job.AddAffected(machineId);
 }
 
 std::uint32_t DestroySnapshot(MethodCall& call, const wchar_t* parameter, bool withSubtree) {
@@ -128,25 +152,28 @@ std::uint32_t DestroySnapshot(MethodCall& call, const wchar_t* parameter, bool w
   if (const auto refused = RefusedForMerging(call, *machine, kJobDeleteSnapshot, true)) {
     return *refused;
   }
-  const Repository::Id root = *snapshot;
-  const Repository::Id machineId = *machine;
-  return call.Complete(kJobDeleteSnapshot, [root, machineId, withSubtree](JobContext& job) {
-    std::vector<Repository::Id> doomed = {root};
-    if (withSubtree) {
-      // Descendants: every checkpoint whose parent chain reaches the root.
-      for (std::size_t i = 0; i < doomed.size(); ++i) {
-        const std::wstring parentPath = job.repository.FullPath(doomed[i]);
-        for (const auto each : SnapshotsOf(job.repository, machineId)) {
-          if (EqualsNoCase(job.repository.Property(each, L"Parent").AsWideString(), parentPath)) {
-            doomed.push_back(each);
-          }
+  Deferred removal = OnSnapshot(kDestroySnapshot, call, *snapshot, *machine);
+  removal.arguments.emplace_back(L"Subtree", withSubtree ? L"1" : L"0");
+  return call.Complete(kJobDeleteSnapshot, std::move(removal));
+}
+
+void DestroySnapshotNow(JobContext& job, const Deferred& work) {
+  const Repository::Id machineId = job.Object(work, L"Machine");
+  std::vector<Repository::Id> doomed = {job.Object(work, L"Snapshot")};
+  if (work.Argument(L"Subtree") == L"1") {
+    // Descendants: every checkpoint whose parent chain reaches the root.
+    for (std::size_t i = 0; i < doomed.size(); ++i) {
+      const std::wstring parentPath = job.repository.FullPath(doomed[i]);
+      for (const auto each : SnapshotsOf(job.repository, machineId)) {
+        if (EqualsNoCase(job.repository.Property(each, L"Parent").AsWideString(), parentPath)) {
+          doomed.push_back(each);
         }
       }
     }
-    for (auto it = doomed.rbegin(); it != doomed.rend(); ++it) {
-      RemoveSnapshot(job.host, machineId, *it);
-    }
-  });
+  }
+  for (auto it = doomed.rbegin(); it != doomed.rend(); ++it) {
+    RemoveSnapshot(job.host, machineId, *it);
+  }
 }
 
 std::uint32_t ConvertToReferencePoint(MethodCall& call) {
@@ -162,9 +189,14 @@ std::uint32_t ConvertToReferencePoint(MethodCall& call) {
   if (const auto refused = RefusedForMerging(call, *machine, kJobConvertToReferencePoint, true)) {
     return *refused;
   }
-  const Repository::Id snapshotId = *snapshot;
-  const Repository::Id machineId = *machine;
-  return call.Complete(kJobConvertToReferencePoint, [snapshotId, machineId](JobContext& job) {
+  return call.Complete(kJobConvertToReferencePoint,
+                       OnSnapshot(kConvertToReferencePoint, call, *snapshot, *machine));
+}
+
+void ConvertToReferencePointNow(JobContext& job, const Deferred& work) {
+  const Repository::Id snapshotId = job.Object(work, L"Snapshot");
+  const Repository::Id machineId = job.Object(work, L"Machine");
+  {
     Repository& v2 = job.repository;
     std::vector<std::wstring> diskIds;
     std::vector<std::wstring> trackingIds;
@@ -212,7 +244,7 @@ std::uint32_t ConvertToReferencePoint(MethodCall& call) {
     if (job.out != nullptr) {
       (*job.out)[L"ResultingReferencePoint"] = WmiValue::String(v2.FullPath(referencePoint));
     }
-  });
+  }
 }
 
 std::uint32_t DestroyReferencePoint(MethodCall& call) {
@@ -220,40 +252,57 @@ std::uint32_t DestroyReferencePoint(MethodCall& call) {
   if (!referencePoint) {
     return kInvalidParameter;
   }
-  const Repository::Id id = *referencePoint;
-  return call.Complete(kJobDeleteReferencePoint,
-                       [id](JobContext& job) { job.repository.Delete(id); });
+  return call.Complete(
+      kJobDeleteReferencePoint,
+      {kDeleteObject, {{L"Object", call.repository.RelativePath(*referencePoint)}}});
 }
 
-// Applies the properties an embedded instance names to the stored object it identifies.
-// `then` runs after the change, in the same job.
+// Applies the properties an embedded instance names to the stored object it identifies, all but
+// the `keep` ones, when the job ends.
 std::uint32_t ModifyByText(MethodCall& call, const wchar_t* parameter, std::uint16_t jobType,
-                           std::initializer_list<const wchar_t*> fixed,
-                           std::function<void(JobContext&, Repository::Id)> then = nullptr) {
-  const ParsedInstance text = ParseEmbeddedInstance(call.In(parameter).AsWideString());
-  const auto target = ByInstanceId(call.repository, text);
-  if (!target) {
+                           const wchar_t* keep, const wchar_t* then = L"") {
+  const std::wstring text = call.In(parameter).AsWideString();
+  if (!ByInstanceId(call.repository, ParseEmbeddedInstance(text))) {
     return kInvalidParameter;
   }
-  PropertyList changes;
-  for (const auto& entry : text.properties) {
-    const bool isFixed = std::any_of(fixed.begin(), fixed.end(), [&](const wchar_t* name) {
-      return EqualsNoCase(entry.first, name);
-    });
-    if (!isFixed) {
-      changes.push_back(entry);
+  return call.Complete(
+      jobType,
+      {kApplySettingsText, {{L"Text", text}, {L"Keep", keep}, {L"Affect", L"1"}, {L"Then", then}}});
+}
+
+bool IsKept(const std::wstring& keep, const std::wstring& name) {
+  for (std::size_t at = 0; at <= keep.size();) {
+    const std::size_t comma = std::min(keep.find(L',', at), keep.size());
+    if (EqualsNoCase(std::wstring_view(keep).substr(at, comma - at), name)) {
+      return true;
+    }
+    at = comma + 1;
+  }
+  return false;
+}
+
+void ApplySettingsText(JobContext& job, const Deferred& work) {
+  const ParsedInstance text = ParseEmbeddedInstance(work.Argument(L"Text"));
+  const auto target = ByInstanceId(job.repository, text);
+  if (!target) {
+    throw DefaultException(kFailed, L"The settings to change are gone.");
+  }
+  const std::wstring keep = work.Argument(L"Keep");
+  for (const auto& [name, value] : text.properties) {
+    if (!IsKept(keep, name)) {
+      job.repository.Set(*target, name, value);
     }
   }
-  const Repository::Id id = *target;
-  return call.Complete(jobType, [id, changes, then](JobContext& job) {
-    for (const auto& [name, value] : changes) {
-      job.repository.Set(id, name, value);
+  if (work.Argument(L"Affect") == L"1") {
+    job.AddAffected(*target);
+  }
+  if (work.Argument(L"Then") == kStartMerges) {
+    // Merges held back while the settings were off start once they are on again.
+    for (const auto machine :
+         LinkedEnds(job.repository, *target, L"Msvm_ElementSettingData", L"SettingData")) {
+      StartMerges(job.host, machine);
     }
-    job.AddAffected(id);
-    if (then) {
-      then(job, id);
-    }
-  });
+  }
 }
 
 }  // namespace
@@ -271,23 +320,25 @@ void InstallSnapshotBehaviours(HostCore& host) {
                       ConvertToReferencePoint);
   host.RegisterMethod(L"Msvm_VirtualSystemReferencePointService", L"DestroyReferencePoint",
                       DestroyReferencePoint);
-  host.RegisterMethod(
-      L"Msvm_VirtualSystemManagementService", L"ModifySystemSettings", [](MethodCall& call) {
-        return ModifyByText(call, L"SystemSettings", kJobModifySystem,
-                            {L"InstanceID", L"ConfigurationID", L"VirtualSystemIdentifier",
-                             L"VirtualSystemType", L"CreationTime", L"Parent"});
-      });
-  host.RegisterMethod(
-      L"Msvm_VirtualSystemManagementService", L"ModifyDiskMergeSettings", [](MethodCall& call) {
-        // Merges held back while the settings were off start once they are on again.
-        return ModifyByText(
-            call, L"SettingData", 2, {L"InstanceID"}, [](JobContext& job, Repository::Id settings) {
-              for (const auto machine : LinkedEnds(job.repository, settings,
-                                                   L"Msvm_ElementSettingData", L"SettingData")) {
-                StartMerges(job.host, machine);
-              }
-            });
-      });
+  host.RegisterMethod(L"Msvm_VirtualSystemManagementService", L"ModifySystemSettings",
+                      [](MethodCall& call) {
+                        return ModifyByText(call, L"SystemSettings", kJobModifySystem,
+                                            L"InstanceID,ConfigurationID,VirtualSystemIdentifier,"
+                                            L"VirtualSystemType,CreationTime,Parent");
+                      });
+  host.RegisterMethod(L"Msvm_VirtualSystemManagementService", L"ModifyDiskMergeSettings",
+                      [](MethodCall& call) {
+                        return ModifyByText(call, L"SettingData", 2, L"InstanceID", kStartMerges);
+                      });
+  host.RegisterDeferred(kTakeSnapshot, TakeSnapshotNow);
+  host.RegisterDeferred(kApplySnapshot, ApplySnapshotNow);
+  host.RegisterDeferred(kDestroySnapshot, DestroySnapshotNow);
+  host.RegisterDeferred(kConvertToReferencePoint, ConvertToReferencePointNow);
+  host.RegisterDeferred(kDeleteObject, [](JobContext& job, const Deferred& work) {
+    job.repository.Delete(job.Object(work, L"Object"));
+  });
+  host.RegisterDeferred(kApplySettingsText, ApplySettingsText);
+  host.RegisterDeferred(kFinishMerges, FinishMerges);
 }
 
 }  // namespace quorvane::sim

@@ -39,7 +39,7 @@ std::uint32_t GetVirtualHardDiskSettingData(MethodCall& call) {
       {L"VirtualDiskId", WmiValue::String(disk->diskId)},
   };
   call.out[L"SettingData"] = WmiValue::String(InstanceToLeanText(cls, values));
-  return call.Complete(0, [](JobContext&) {});
+  return call.Complete(0, {});
 }
 
 bool HasSucceeded(const Repository& repository, Repository::Id job) {
@@ -123,7 +123,7 @@ std::uint32_t GetVirtualDiskChanges(MethodCall& call) {
   if (!call.host.Settings().changesOutputsAfterJob ||
       call.host.IsSynchronous(call.cls, call.method)) {
     answer();
-    return call.Complete(0, [](JobContext&) {});
+    return call.Complete(0, {});
   }
   // The host gives the outputs only to the same call made after its job has ended.
   auto& held = call.host.HeldAnswers();
@@ -135,7 +135,7 @@ std::uint32_t GetVirtualDiskChanges(MethodCall& call) {
     answer();
     return 0;
   }
-  const std::uint32_t result = call.Complete(0, [](JobContext&) {});
+  const std::uint32_t result = call.Complete(0, {});
   if (const auto job = call.repository.Find(call.out[L"Job"].AsWideString())) {
     held[key] = *job;
   }

@@ -272,6 +272,70 @@ void FaultFromJson(const json& entry, const std::string& place, FaultPlan& plan)
   }
 }
 
+Deferred DeferredFromJson(const json& entry, const std::string& place) {
+  if (!entry.is_object()) {
+    Reject(place, "expected {\"kind\": ..., \"arguments\": [[name, text], ...]}");
+  }
+  RejectUnknownKeys(entry, {"kind", "arguments"}, place);
+  Deferred work{FromUtf8(Required<std::string>(entry, "kind", place)), {}};
+  const json& arguments = ArrayAt(entry, "arguments", place);
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    const std::string where = place + "/arguments/" + std::to_string(i);
+    const json& argument = arguments[i];
+    if (!argument.is_array() || argument.size() != 2 || !argument[0].is_string() ||
+        !argument[1].is_string()) {
+      Reject(where, "expected [name, text]");
+    }
+    work.arguments.emplace_back(FromUtf8(argument[0].get<std::string>()),
+                                FromUtf8(argument[1].get<std::string>()));
+  }
+  return work;
+}
+
+// What was under way when the host was saved: jobs that had not ended, and timers.
+void ResumeUnderWay(const json& underWay, HostCore& core) {
+  if (!underWay.is_object()) {
+    Reject("/underWay", "expected an object with \"jobs\" and \"timers\"");
+  }
+  RejectUnknownKeys(underWay, {"jobs", "timers"}, "/underWay");
+  const json& jobs = ArrayAt(underWay, "jobs", "/underWay");
+  for (std::size_t i = 0; i < jobs.size(); ++i) {
+    const std::string place = "/underWay/jobs/" + std::to_string(i);
+    RejectUnknownKeys(jobs[i], {"namespace", "job", "finishAtMs", "effect", "failure"}, place);
+    HostCore::PendingJob pending{
+        FromUtf8(Required<std::string>(jobs[i], "namespace", place)),
+        Required<std::uint64_t>(jobs[i], "finishAtMs", place), std::nullopt,
+        DeferredFromJson(jobs[i].value("effect", json::object()), place + "/effect")};
+    if (jobs[i].contains("failure")) {
+      const json& failure = jobs[i].at("failure");
+      RejectUnknownKeys(failure, {"errorCode", "description"}, place + "/failure");
+      pending.failure = FaultPlan::JobError{
+          Required<std::uint16_t>(failure, "errorCode", place + "/failure"),
+          FromUtf8(Setting<std::string>(failure, "description", "", place + "/failure"))};
+    }
+    if (!core.HasNamespace(pending.nameSpace)) {
+      Reject(place + "/namespace", "the host has no such namespace");
+    }
+    const std::wstring job = FromUtf8(Required<std::string>(jobs[i], "job", place));
+    if (!core.Namespace(pending.nameSpace).Find(job)) {
+      Reject(place + "/job", "names no job of the scenario");
+    }
+    core.ResumeJob(job, std::move(pending));
+  }
+  const json& timers = ArrayAt(underWay, "timers", "/underWay");
+  for (std::size_t i = 0; i < timers.size(); ++i) {
+    const std::string place = "/underWay/timers/" + std::to_string(i);
+    RejectUnknownKeys(timers[i], {"namespace", "dueAtMs", "work"}, place);
+    HostCore::Timer timer{
+        FromUtf8(Required<std::string>(timers[i], "namespace", place)),
+        DeferredFromJson(timers[i].value("work", json::object()), place + "/work")};
+    if (!core.HasNamespace(timer.nameSpace)) {
+      Reject(place + "/namespace", "the host has no such namespace");
+    }
+    core.ResumeTimer(Required<std::uint64_t>(timers[i], "dueAtMs", place), std::move(timer));
+  }
+}
+
 std::shared_ptr<HostCore> CoreFromHost(const json& host) {
   if (!host.is_object()) {
     Reject("/host", "expected an object of settings");
@@ -439,10 +503,10 @@ class ScenarioLoader {
     if (!document.is_object()) {
       Reject("", "expected a JSON object");
     }
-    RejectUnknownKeys(
-        document,
-        {"format", "version", "host", "faults", "namespaces", "storage", "machines", "switches"},
-        "");
+    RejectUnknownKeys(document,
+                      {"format", "version", "host", "faults", "namespaces", "storage", "underWay",
+                       "machines", "switches"},
+                      "");
     if (Setting<std::string>(document, "format", "", "") != kScenarioFormat) {
       Reject("/format", std::string("expected \"") + kScenarioFormat + "\"");
     }
@@ -460,8 +524,10 @@ class ScenarioLoader {
       FaultFromJson(faults[i], "/faults/" + std::to_string(i), core_->Faults());
     }
     if (IsHandWritten(document)) {
-      if (document.contains("storage")) {
-        Reject("/storage", "belongs to a saved scenario, which has \"namespaces\"");
+      for (const char* saved : {"storage", "underWay"}) {
+        if (document.contains(saved)) {
+          Reject(std::string("/") + saved, "belongs to a saved scenario, which has \"namespaces\"");
+        }
       }
       if (!document.value("host", json::object()).contains("synchronousMethods")) {
         SetDefaultSynchronousMethods(*core_);
@@ -495,6 +561,7 @@ class ScenarioLoader {
     }
     const auto storage = document.find("storage");
     storage_.Finish(storage != document.end() ? *storage : json::object(), core_->Disks());
+    ResumeUnderWay(document.value("underWay", json::object()), *core_);
     InstallProviderBehaviours(*core_);
     return std::move(core_);
   }

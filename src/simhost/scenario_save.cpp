@@ -105,6 +105,37 @@ json DisksToJson(const VirtualDisks& disks) {
   return {{"files", std::move(files)}, {"changeTracking", std::move(logs)}};
 }
 
+json DeferredToJson(const Deferred& work) {
+  json arguments = json::array();
+  for (const auto& [name, text] : work.arguments) {
+    arguments.push_back({ToUtf8(name), ToUtf8(text)});
+  }
+  return {{"kind", ToUtf8(work.kind)}, {"arguments", std::move(arguments)}};
+}
+
+// Jobs that have not ended and timers, so that they go on after loading.
+json UnderWayToJson(const HostCore& host) {
+  json jobs = json::array();
+  for (const auto& [path, pending] : host.PendingJobs()) {
+    json job = {{"namespace", ToUtf8(pending.nameSpace)},
+                {"job", ToUtf8(path)},
+                {"finishAtMs", pending.finishAtMs},
+                {"effect", DeferredToJson(pending.effect)}};
+    if (pending.failure) {
+      job["failure"] = {{"errorCode", pending.failure->code},
+                        {"description", ToUtf8(pending.failure->description)}};
+    }
+    jobs.push_back(std::move(job));
+  }
+  json timers = json::array();
+  for (const auto& [dueAtMs, timer] : host.Timers()) {
+    timers.push_back({{"namespace", ToUtf8(timer.nameSpace)},
+                      {"dueAtMs", dueAtMs},
+                      {"work", DeferredToJson(timer.work)}});
+  }
+  return {{"jobs", std::move(jobs)}, {"timers", std::move(timers)}};
+}
+
 }  // namespace
 
 std::string HostToJson(HostCore& host) {
@@ -156,6 +187,7 @@ std::string HostToJson(HostCore& host) {
         {"synchronousMethods", std::move(synchronous)}}},
       {"namespaces", std::move(namespaces)},
       {"storage", DisksToJson(host.Disks())},
+      {"underWay", UnderWayToJson(host)},
   };
   return document.dump(2);
 }

@@ -59,7 +59,7 @@ TEST_F(SimHostTest, OutputsThatNeverComeFailTheGathering) {
   Core().RegisterMethod(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges",
                         [&calls](MethodCall& call) {
                           ++calls;
-                          return call.Complete(0, [](JobContext&) {});
+                          return call.Complete(0, {});
                         });
   const auto e = [&] {
     try {
@@ -84,7 +84,7 @@ TEST_F(SimHostTest, ZeroProcessedThroughAJobIsNotAskedAgain) {
                         [&calls](MethodCall& call) {
                           ++calls;
                           call.out[L"ProcessedByteLength"] = WmiValue::String(L"0");
-                          return call.Complete(0, [](JobContext&) {});
+                          return call.Complete(0, {});
                         });
   EXPECT_TRUE(GetVirtualDiskChanges(*service_, L"D:\\zero.vhdx", L"rctX:any").empty());
   EXPECT_EQ(calls, 1);

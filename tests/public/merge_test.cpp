@@ -49,6 +49,25 @@ class DiskMergeTest : public ::testing::Test {
   Owned<ISnapshotManagement> snapshots_;
 };
 
+// A host saved in the middle of a merge goes on merging once loaded, and the merge ends at its
+// time: nothing is left merging for ever.
+TEST_F(DiskMergeTest, ASavedHostGoesOnMergingWhereItStopped) {
+  const auto checkpoint = TakeCheckpoint();
+  snapshots_->DestroySnapshot(checkpoint.c_str(), false);
+  host_.AdvanceClock(kMergeMs / 3);
+  host_ = sim::SimulatedHost::FromJson(host_.ToJson());
+  TrackHost(host_);
+  root_ = Own(host_.CreateQuorvane());
+  snapshots_ = Own(root_->CreateSnapshotManagement(machine_.c_str()));
+  EXPECT_EQ(Status(), 32772u);
+  host_.AdvanceClock(kMergeMs - kMergeMs / 3 - 1);
+  EXPECT_EQ(Status(), 32772u) << "not before its time";
+  host_.AdvanceClock(1);
+  EXPECT_EQ(Status(), 2u);
+  EXPECT_EQ(DiskPath(), kDisk);
+  EXPECT_FALSE(TakeCheckpoint().empty()) << "checkpoints are taken again";
+}
+
 TEST_F(DiskMergeTest, FilesMergeWhenTheMergeIsOver) {
   const auto checkpoint = TakeCheckpoint();
   EXPECT_NE(DiskPath().find(L".avhdx"), std::wstring::npos);

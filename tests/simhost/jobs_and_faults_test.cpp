@@ -22,13 +22,16 @@ class JobsAndFaultsTest : public SimHostTest {
  protected:
   JobsAndFaultsTest() {
     AddMachine(L"AAAA-1", L"web", 3);
+    Core().RegisterDeferred(L"SetState", [](JobContext& job, const Deferred& work) {
+      const auto vm = job.Object(work, L"Machine");
+      job.repository.Set(vm, L"EnabledState", WmiValue::Int32(std::stoi(work.Argument(L"State"))));
+      job.AddAffected(vm);
+    });
     Core().RegisterMethod(L"Msvm_ComputerSystem", L"RequestStateChange", [](MethodCall& call) {
-      const WmiValue requested = call.In(L"RequestedState");
-      const auto vm = *call.target;
-      return call.Complete(12, [requested, vm](JobContext& job) {
-        job.repository.Set(vm, L"EnabledState", requested);
-        job.AddAffected(vm);
-      });
+      return call.Complete(12,
+                           {L"SetState",
+                            {{L"Machine", call.repository.RelativePath(*call.target)},
+                             {L"State", std::to_wstring(call.In(L"RequestedState").AsInteger())}}});
     });
     host_.ClearCallLog();
   }
@@ -147,9 +150,10 @@ TEST_F(JobsAndFaultsTest, FailedJobsDescribeTheirOperationAndGoAwayLater) {
 TEST_F(JobsAndFaultsTest, AJobEffectAppliesAllOrNothing) {
   CreateDiskFile(Core(), L"D:\\kept.vhdx", 1 << 20, L"");
   bool timerRan = false;
-  Core().RegisterMethod(L"Msvm_ComputerSystem", L"RequestStateChange", [&](MethodCall& call) {
-    const auto vm = *call.target;
-    return call.Complete(12, [vm, &timerRan](JobContext& job) {
+  Core().RegisterDeferred(L"Timer", [&timerRan](JobContext&, const Deferred&) { timerRan = true; });
+  Core().RegisterDeferred(L"Partial", [](JobContext& job, const Deferred& work) {
+    const auto vm = job.Object(work, L"Machine");
+    {
       job.repository.Set(vm, L"EnabledState", WmiValue::Int32(2));
       const auto other = job.repository.Create(
           L"Msvm_ComputerSystem", {{L"CreationClassName", WmiValue::String(L"Msvm_ComputerSystem")},
@@ -159,9 +163,13 @@ TEST_F(JobsAndFaultsTest, AJobEffectAppliesAllOrNothing) {
       job.repository.Delete(
           *job.repository.Find(L"Msvm_VirtualSystemSettingData.InstanceID=\"Microsoft:AAAA-1\""));
       job.host.Disks().Remove(L"D:\\kept.vhdx");
-      job.host.Schedule(10, [&timerRan](HostCore&) { timerRan = true; });
+      job.host.Schedule(10, kVirtualizationNamespace, {L"Timer", {}});
       throw DefaultException(32768, L"The worker process ended.");
-    });
+    }
+  });
+  Core().RegisterMethod(L"Msvm_ComputerSystem", L"RequestStateChange", [](MethodCall& call) {
+    return call.Complete(12,
+                         {L"Partial", {{L"Machine", call.repository.RelativePath(*call.target)}}});
   });
   const auto before = host_.ToJson();
   EXPECT_THROW(Start(), DefaultException);
@@ -175,6 +183,9 @@ TEST_F(JobsAndFaultsTest, AJobEffectAppliesAllOrNothing) {
   expected["host"].erase("clockMs");
   after["host"].erase("guidSeed");
   expected["host"].erase("guidSeed");
+  EXPECT_EQ(after["underWay"]["timers"].size(), 1u) << "only the failed job's removal";
+  after.erase("underWay");
+  expected.erase("underWay");
   EXPECT_EQ(after, expected);
   EXPECT_EQ(Query(L"SELECT * FROM Msvm_ConcreteJob WHERE JobState = 10").size(), 1u);
 }

@@ -49,6 +49,29 @@ TEST_F(SimHostTest, ScenarioSurvivesSaveAndLoad) {
   EXPECT_EQ(CoreOf(loaded).Disks().LogOf(L"D:\\child.avhdx")->writes.size(), 1u);
 }
 
+// A job that has not ended when the host is saved ends in the loaded host at its time, with its
+// effect, and goes away as finished jobs do.
+TEST_F(SimHostTest, AJobUnderWayEndsAfterLoading) {
+  const std::wstring machine = host_.AddMachine({.name = L"web", .enabledState = 3});
+  const std::wstring path =
+      L"Msvm_ComputerSystem.CreationClassName=\"Msvm_ComputerSystem\",Name=\"" + machine + L"\"";
+  const auto method = service_->GetObject(path)->CreateMethod(L"RequestStateChange");
+  method->SetParameter(L"RequestedState", WmiValue::Int32(2));
+  ASSERT_EQ(method->Execute(), 4096u);
+  const std::wstring job = method->GetOutParameter(L"Job").AsWideString();
+
+  auto loaded = SimulatedHost::FromJson(host_.ToJson());
+  EXPECT_EQ(loaded.ToJson(), host_.ToJson());
+  auto service = CoreOf(loaded).Connect(L"", L"", L"", kVirtualizationNamespace);
+  EXPECT_EQ(service->GetObject(path)->GetProperty(L"EnabledState").AsInteger(), 3);
+  loaded.AdvanceClock(300);
+  EXPECT_EQ(service->GetObject(path)->GetProperty(L"EnabledState").AsInteger(), 2);
+  EXPECT_EQ(service->GetObject(job)->GetProperty(L"JobState").AsInteger(), 7);
+  EXPECT_EQ(service->GetObject(job)->GetAssociators(L"Msvm_ComputerSystem", L"").size(), 1u);
+  loaded.AdvanceClock(5 * 60 * 1000);
+  EXPECT_EQ(StatusOf([&] { service->GetObject(job); }), 0x80041002u);
+}
+
 TEST(ScenarioTest, DefaultScenarioHasTheManagementServices) {
   const auto host = SimulatedHost::Default();
   auto service = CoreOf(host).Connect(L"", L"", L"", kVirtualizationNamespace);
