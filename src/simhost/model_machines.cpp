@@ -197,6 +197,12 @@ Repository::Id TakeSnapshot(HostCore& host, Repository::Id machine, std::uint16_
   };
   replace(L"InstanceID", WmiValue::String(instance));
   replace(L"ConfigurationID", WmiValue::String(id));
+  // A checkpoint's files are its own, in the machine's Snapshots folder, named by its id.
+  const std::wstring snapshots =
+      v2.Property(realized, L"SnapshotDataRoot").AsWideString() + L"\\Snapshots";
+  replace(L"ConfigurationFile", WmiValue::String(snapshots + L"\\" + id + L".vmcx"));
+  replace(L"GuestStateDataRoot", WmiValue::String(snapshots));
+  replace(L"GuestStateFile", WmiValue::String(id + L".vmgs"));
   replace(L"VirtualSystemType", WmiValue::String(recovery ? kRecoverySnapshot : kRealizedSnapshot));
   replace(L"ElementName",
           WmiValue::String(name.empty()

@@ -226,6 +226,21 @@ TEST_F(BackupTest, PairingShiftsWhenADiskIsGone) {
   EXPECT_NE(std::wstring(refused.GetMessageDescription()).find(paired), std::wstring::npos);
 }
 
+// A checkpoint's configuration and guest state are its own files, in the machine's Snapshots
+// folder, named by the checkpoint's id; the machine keeps its own.
+TEST_F(BackupTest, ACheckpointHasFilesOfItsOwn) {
+  snapshots_->CreateStandardSnapshot();
+  const std::wstring checkpoint = snapshots_->GetLastSnapshotId();
+  auto info = Own(snapshots_->GetSnapshotInfo(checkpoint.c_str()));
+  auto machine = Own(Own(root_->CreateMachineManagement(false))->GetMachineInfo(machine_.c_str()));
+  const std::wstring configuration = info->GetConfigurationFile();
+  EXPECT_EQ(configuration, std::wstring(machine->GetSnapshotDataRoot()) + L"\\Snapshots\\" +
+                               checkpoint + L".vmcx");
+  EXPECT_EQ(std::wstring(info->GetGuestStateFile()), checkpoint + L".vmgs");
+  EXPECT_NE(configuration, machine->GetConfigurationFile());
+  EXPECT_NE(std::wstring(machine->GetGuestStateFile()), checkpoint + L".vmgs");
+}
+
 TEST_F(BackupTest, RecoveryTestNeedsTypeAndPrefix) {
   snapshots_->CreateRecoverySnapshot(false, nullptr);
   const std::wstring recovery = snapshots_->GetLastSnapshotId();
