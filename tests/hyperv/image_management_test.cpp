@@ -7,6 +7,16 @@
 namespace quorvane::sim {
 namespace {
 
+// What gathering the disk's changes raised.
+DefaultException GatheringFailure(IWmiService& service, const std::wstring& path) {
+  try {
+    GetVirtualDiskChanges(service, path, L"rctX:any");
+  } catch (const DefaultException& raised) {
+    return raised;
+  }
+  return DefaultException(0, L"nothing raised");
+}
+
 // Hyper-V returns the two arrays of equal length; a host that does not must not make the
 // library read past the shorter one.
 TEST_F(SimHostTest, ShorterLengthsThanOffsetsAreRefused) {
@@ -18,14 +28,7 @@ TEST_F(SimHostTest, ShorterLengthsThanOffsetsAreRefused) {
         call.out[L"ChangedByteLengths"] = WmiValue::Array(std::vector<std::wstring>{L"4096"});
         return 0u;
       });
-  const auto e = [&] {
-    try {
-      GetVirtualDiskChanges(*service_, L"D:\\x.vhdx", L"rctX:any");
-    } catch (const DefaultException& raised) {
-      return raised;
-    }
-    return DefaultException(0, L"nothing raised");
-  }();
+  const auto e = GatheringFailure(*service_, L"D:\\x.vhdx");
   EXPECT_EQ(e.GetErrorCode(), 0xFFFFFFFFu);
   EXPECT_STREQ(e.GetMessageDescription(),
                L"GetVirtualDiskChanges returned fewer lengths than offsets");
@@ -61,14 +64,7 @@ TEST_F(SimHostTest, OutputsThatNeverComeFailTheGathering) {
                           ++calls;
                           return call.Complete(0, {});
                         });
-  const auto e = [&] {
-    try {
-      GetVirtualDiskChanges(*service_, L"D:\\silent.vhdx", L"rctX:any");
-    } catch (const DefaultException& raised) {
-      return raised;
-    }
-    return DefaultException(0, L"nothing raised");
-  }();
+  const auto e = GatheringFailure(*service_, L"D:\\silent.vhdx");
   EXPECT_EQ(e.GetErrorCode(), 0xFFFFFFFFu);
   EXPECT_NE(std::wstring(e.GetMessageDescription()).find(L"ProcessedByteLength"),
             std::wstring::npos);
