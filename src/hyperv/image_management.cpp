@@ -74,8 +74,9 @@ WmiMethodPtr AskForChanges(const ChangesRequest& request, std::uint64_t offset,
   return method;
 }
 
+// Null reads as empty text too.
 bool IsAbsent(const WmiValue& value) {
-  return value.IsNull() || value.AsWideString().empty();
+  return value.AsWideString().empty();
 }
 
 // One pass from `offset` to the end of the disk. Hosts differ on two points, and a pass copes

@@ -1,5 +1,6 @@
 // How the Hyper-V provider takes, applies and removes checkpoints, turns recovery checkpoints
 // into reference points, and changes settings.
+#include <algorithm>
 #include <functional>
 
 #include "simhost/hyperv_model.h"
@@ -196,54 +197,49 @@ std::uint32_t ConvertToReferencePoint(MethodCall& call) {
 void ConvertToReferencePointNow(JobContext& job, const Deferred& work) {
   const Repository::Id snapshotId = job.Object(work, L"Snapshot");
   const Repository::Id machineId = job.Object(work, L"Machine");
-  {
-    Repository& v2 = job.repository;
-    std::vector<std::wstring> diskIds;
-    std::vector<std::wstring> trackingIds;
-    // The checkpoint's own settings go with the conversion: the reading that names allocations
-    // names the machine's, found at the same place below its settings.
-    const std::wstring snapshotPrefix = v2.Property(snapshotId, L"InstanceID").AsWideString();
-    const std::wstring machinePrefix =
-        L"Microsoft:" + v2.Property(machineId, L"Name").AsWideString();
-    for (const auto part : PartsOf(v2, snapshotId)) {
-      const auto files = v2.Property(part, L"HostResource");
-      if (v2.Property(part, L"ResourceSubType").AsWideString() != kHardDiskSubType ||
-          files.AsWideStringArray().empty()) {
-        continue;
-      }
-      const std::wstring path = files.AsWideStringArray().front();
-      const VirtualDisk* disk = job.host.Disks().Find(path);
-      if (disk == nullptr) {
-        continue;
-      }
-      // The checkpoint froze this file when it started the machine's differencing file, so its
-      // present state is the checkpoint's point in time.
-      diskIds.push_back(
-          job.host.Settings().referencePointHoldsAllocationIds
-              ? machinePrefix +
-                    v2.Property(part, L"InstanceID").AsWideString().substr(snapshotPrefix.size())
-              : disk->diskId);
-      trackingIds.push_back(job.host.Disks().IssueTrackingId(path));
+  Repository& v2 = job.repository;
+  std::vector<std::wstring> diskIds;
+  std::vector<std::wstring> trackingIds;
+  // The checkpoint's own settings go with the conversion: the reading that names allocations
+  // names the machine's, found at the same place below its settings.
+  const std::wstring snapshotInstance = v2.Property(snapshotId, L"InstanceID").AsWideString();
+  const std::wstring systemId = v2.Property(machineId, L"Name").AsWideString();
+  for (const auto part : PartsOf(v2, snapshotId)) {
+    const auto files = v2.Property(part, L"HostResource");
+    if (v2.Property(part, L"ResourceSubType").AsWideString() != kHardDiskSubType ||
+        files.AsWideStringArray().empty()) {
+      continue;
     }
-    const std::wstring systemId = v2.Property(machineId, L"Name").AsWideString();
-    const auto referencePoint = v2.Create(
-        L"Msvm_VirtualSystemReferencePoint",
-        {{L"InstanceID", WmiValue::String(L"Microsoft:" + job.host.NewGuid())},
-         {L"VirtualSystemIdentifier", WmiValue::String(systemId)},
-         {L"ElementName", WmiValue::String(v2.Property(snapshotId, L"ElementName").AsWideString())},
-         {L"ReferencePointType", WmiValue::Int32(2)},
-         {L"ConsistencyLevel", WmiValue::Int32(job.host.CheckpointConsistency(
-                                   v2.Property(snapshotId, L"InstanceID").AsWideString()))},
-         {L"HasAssociatedData", WmiValue::Boolean(false)},
-         {L"VirtualDiskIdentifiers", WmiValue::Array(diskIds)},
-         {L"ResilientChangeTrackingIdentifiers", WmiValue::Array(trackingIds)}});
-    v2.Associate(L"Msvm_ReferencePointOfVirtualSystem", L"Antecedent", machineId, L"Dependent",
-                 referencePoint);
-    RemoveSnapshot(job.host, machineId, snapshotId);
-    job.AddAffected(referencePoint);
-    if (job.out != nullptr) {
-      (*job.out)[L"ResultingReferencePoint"] = WmiValue::String(v2.FullPath(referencePoint));
+    const std::wstring path = files.AsWideStringArray().front();
+    const VirtualDisk* disk = job.host.Disks().Find(path);
+    if (disk == nullptr) {
+      continue;
     }
+    // The checkpoint froze this file when it started the machine's differencing file, so its
+    // present state is the checkpoint's point in time.
+    diskIds.push_back(
+        job.host.Settings().referencePointHoldsAllocationIds
+            ? L"Microsoft:" + systemId +
+                  v2.Property(part, L"InstanceID").AsWideString().substr(snapshotInstance.size())
+            : disk->diskId);
+    trackingIds.push_back(job.host.Disks().IssueTrackingId(path));
+  }
+  const auto referencePoint = v2.Create(
+      L"Msvm_VirtualSystemReferencePoint",
+      {{L"InstanceID", WmiValue::String(L"Microsoft:" + job.host.NewGuid())},
+       {L"VirtualSystemIdentifier", WmiValue::String(systemId)},
+       {L"ElementName", WmiValue::String(v2.Property(snapshotId, L"ElementName").AsWideString())},
+       {L"ReferencePointType", WmiValue::Int32(2)},
+       {L"ConsistencyLevel", WmiValue::Int32(job.host.CheckpointConsistency(snapshotInstance))},
+       {L"HasAssociatedData", WmiValue::Boolean(false)},
+       {L"VirtualDiskIdentifiers", WmiValue::Array(diskIds)},
+       {L"ResilientChangeTrackingIdentifiers", WmiValue::Array(trackingIds)}});
+  v2.Associate(L"Msvm_ReferencePointOfVirtualSystem", L"Antecedent", machineId, L"Dependent",
+               referencePoint);
+  RemoveSnapshot(job.host, machineId, snapshotId);
+  job.AddAffected(referencePoint);
+  if (job.out != nullptr) {
+    (*job.out)[L"ResultingReferencePoint"] = WmiValue::String(v2.FullPath(referencePoint));
   }
 }
 
@@ -260,25 +256,16 @@ std::uint32_t DestroyReferencePoint(MethodCall& call) {
 // Applies the properties an embedded instance names to the stored object it identifies, all but
 // the `keep` ones, when the job ends.
 std::uint32_t ModifyByText(MethodCall& call, const wchar_t* parameter, std::uint16_t jobType,
-                           const wchar_t* keep, const wchar_t* then = L"") {
+                           std::initializer_list<const wchar_t*> keep, const wchar_t* then = L"") {
   const std::wstring text = call.In(parameter).AsWideString();
   if (!ByInstanceId(call.repository, ParseEmbeddedInstance(text))) {
     return kInvalidParameter;
   }
-  return call.Complete(
-      jobType,
-      {kApplySettingsText, {{L"Text", text}, {L"Keep", keep}, {L"Affect", L"1"}, {L"Then", then}}});
-}
-
-bool IsKept(const std::wstring& keep, const std::wstring& name) {
-  for (std::size_t at = 0; at <= keep.size();) {
-    const std::size_t comma = std::min(keep.find(L',', at), keep.size());
-    if (EqualsNoCase(std::wstring_view(keep).substr(at, comma - at), name)) {
-      return true;
-    }
-    at = comma + 1;
+  Deferred change{kApplySettingsText, {{L"Text", text}, {L"Affect", L"1"}, {L"Then", then}}};
+  for (const wchar_t* name : keep) {
+    change.arguments.emplace_back(L"Keep", name);
   }
-  return false;
+  return call.Complete(jobType, std::move(change));
 }
 
 void ApplySettingsText(JobContext& job, const Deferred& work) {
@@ -287,10 +274,12 @@ void ApplySettingsText(JobContext& job, const Deferred& work) {
   if (!target) {
     throw DefaultException(kFailed, L"The settings to change are gone.");
   }
-  const std::wstring keep = work.Argument(L"Keep");
-  for (const auto& [name, value] : text.properties) {
-    if (!IsKept(keep, name)) {
-      job.repository.Set(*target, name, value);
+  for (const auto& property : text.properties) {
+    const bool kept = std::any_of(work.arguments.begin(), work.arguments.end(), [&](const auto& a) {
+      return a.first == L"Keep" && EqualsNoCase(a.second, property.first);
+    });
+    if (!kept) {
+      job.repository.Set(*target, property.first, property.second);
     }
   }
   if (work.Argument(L"Affect") == L"1") {
@@ -320,15 +309,15 @@ void InstallSnapshotBehaviours(HostCore& host) {
                       ConvertToReferencePoint);
   host.RegisterMethod(L"Msvm_VirtualSystemReferencePointService", L"DestroyReferencePoint",
                       DestroyReferencePoint);
-  host.RegisterMethod(L"Msvm_VirtualSystemManagementService", L"ModifySystemSettings",
-                      [](MethodCall& call) {
-                        return ModifyByText(call, L"SystemSettings", kJobModifySystem,
-                                            L"InstanceID,ConfigurationID,VirtualSystemIdentifier,"
-                                            L"VirtualSystemType,CreationTime,Parent");
-                      });
+  host.RegisterMethod(
+      L"Msvm_VirtualSystemManagementService", L"ModifySystemSettings", [](MethodCall& call) {
+        return ModifyByText(call, L"SystemSettings", kJobModifySystem,
+                            {L"InstanceID", L"ConfigurationID", L"VirtualSystemIdentifier",
+                             L"VirtualSystemType", L"CreationTime", L"Parent"});
+      });
   host.RegisterMethod(L"Msvm_VirtualSystemManagementService", L"ModifyDiskMergeSettings",
                       [](MethodCall& call) {
-                        return ModifyByText(call, L"SettingData", 2, L"InstanceID", kStartMerges);
+                        return ModifyByText(call, L"SettingData", 2, {L"InstanceID"}, kStartMerges);
                       });
   host.RegisterDeferred(kTakeSnapshot, TakeSnapshotNow);
   host.RegisterDeferred(kApplySnapshot, ApplySnapshotNow);

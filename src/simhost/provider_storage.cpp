@@ -47,6 +47,24 @@ bool HasSucceeded(const Repository& repository, Repository::Id job) {
          repository.Property(job, L"JobState").AsInteger() == kJobCompleted;
 }
 
+// A host that gives a job's outputs only to the same call (`key`: all it asked) made after that
+// job has ended: the first call starts a job and gets nothing, the second gets `answer` at once.
+template <typename Answer>
+std::uint32_t AnswerAfterJob(MethodCall& call, const std::wstring& key, Answer& answer) {
+  auto& held = call.host.HeldAnswers();
+  const auto found = held.find(key);
+  if (found != held.end() && HasSucceeded(call.repository, found->second)) {
+    held.erase(found);
+    answer();
+    return 0;
+  }
+  const std::uint32_t result = call.Complete(0, {});
+  if (const auto job = call.repository.Find(call.out[L"Job"].AsWideString())) {
+    held[key] = *job;
+  }
+  return result;
+}
+
 // The system's text for each refusal, and its status.
 std::wstring RefusalText(TrackingRefusal refusal) {
   switch (refusal) {
@@ -125,21 +143,10 @@ std::uint32_t GetVirtualDiskChanges(MethodCall& call) {
     answer();
     return call.Complete(0, {});
   }
-  // The host gives the outputs only to the same call made after its job has ended.
-  auto& held = call.host.HeldAnswers();
-  const std::wstring key = ToLower(path) + L"\n" + limitId + L"\n" + std::to_wstring(offset) +
-                           L"\n" + std::to_wstring(length);
-  const auto found = held.find(key);
-  if (found != held.end() && HasSucceeded(call.repository, found->second)) {
-    held.erase(found);
-    answer();
-    return 0;
-  }
-  const std::uint32_t result = call.Complete(0, {});
-  if (const auto job = call.repository.Find(call.out[L"Job"].AsWideString())) {
-    held[key] = *job;
-  }
-  return result;
+  return AnswerAfterJob(call,
+                        ToLower(path) + L"\n" + limitId + L"\n" + std::to_wstring(offset) + L"\n" +
+                            std::to_wstring(length),
+                        answer);
 }
 
 }  // namespace
