@@ -12,6 +12,7 @@
 #include "simhost/hyperv_names.h"
 #include "simhost/sim_wmi.h"
 #include "simhost/wql.h"
+#include "util/case_insensitive.h"
 
 namespace quorvane::sim {
 namespace {
@@ -186,7 +187,8 @@ std::uint32_t MethodCall::FailThroughJob(std::uint16_t jobType, std::uint16_t er
   return 4096;
 }
 
-HostCore::HostCore(HostSettings settings) : settings_(std::move(settings)) {
+HostCore::HostCore(HostSettings settings)
+    : settings_(std::move(settings)), guidSeed_(HashNoCase{}(settings_.name)) {
   RegisterDeferred(kAffectElement, [](JobContext& context, const Deferred& work) {
     context.AddAffected(context.Object(work, L"Element"));
   });

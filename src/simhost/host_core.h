@@ -218,7 +218,8 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   std::vector<CallRecord> log_;
   std::uint64_t clockMs_ = 0;
   std::uint64_t waitedMs_ = 0;  // waited since the client last did more than poll
-  std::uint64_t guidSeed_ = 1;
+  // Seeded by the host's name, so that two hosts never issue the same identifiers.
+  std::uint64_t guidSeed_;
 };
 
 // The simulated host's time base: the clock's zero is 2026-01-01T00:00:00Z. With an offset, the

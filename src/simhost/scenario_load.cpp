@@ -400,7 +400,9 @@ std::shared_ptr<HostCore> CoreFromHost(const json& host) {
 
   auto core = std::make_shared<HostCore>(settings);
   core->SetClockMs(Setting<std::uint64_t>(host, "clockMs", 0, "/host"));
-  core->SetGuidSeed(Setting<std::uint64_t>(host, "guidSeed", 1, "/host"));
+  if (host.contains("guidSeed")) {
+    core->SetGuidSeed(Setting<std::uint64_t>(host, "guidSeed", 0, "/host"));
+  }
   const json& synchronous = ArrayAt(host, "synchronousMethods", "/host");
   for (std::size_t i = 0; i < synchronous.size(); ++i) {
     const json& entry = synchronous[i];

@@ -181,6 +181,25 @@ TEST(ScenarioTest, HandWrittenScenariosAreExpanded) {
             "bad.json: /machines: belongs to a hand-written scenario, which has no \"namespaces\"");
 }
 
+// A catalogue that spans hosts keys machines and disks by their ids: two hosts must not issue the
+// same ones, and one host must issue the same ones each time it is loaded.
+TEST(ScenarioTest, EachHostDrawsItsOwnIdentifiers) {
+  const auto idsOf = [](const std::string& hostSettings) {
+    const auto host = SimulatedHost::FromJson(
+        R"({"format": "quorvane-simulated-host", "version": 1, "host": )" + hostSettings +
+        R"(, "machines": [{"name": "web", "disks": ["D:\\web.vhdx"]}]})");
+    auto service = CoreOf(host).Connect(L"", L"", L"", kVirtualizationNamespace);
+    const auto machines =
+        service->ExecQuery(L"SELECT * FROM Msvm_ComputerSystem WHERE Caption = 'Virtual Machine'");
+    const auto disk = CoreOf(host).Disks().Find(L"D:\\web.vhdx");
+    return machines.at(0)->GetProperty(L"Name").AsWideString() + L" " + disk->diskId;
+  };
+  EXPECT_NE(idsOf(R"({"name": "HV-A"})"), idsOf(R"({"name": "HV-B"})"));
+  EXPECT_EQ(idsOf(R"({"name": "HV-A"})"), idsOf(R"({"name": "hv-a"})"));
+  EXPECT_EQ(idsOf(R"({"name": "HV-A", "guidSeed": 7})"),
+            idsOf(R"({"name": "HV-B", "guidSeed": 7})"));
+}
+
 TEST(ScenarioTest, InvalidScenariosNameTheSourceAndThePlace) {
   const std::string head =
       R"({"format": "quorvane-simulated-host", "version": 1, "namespaces": {"root\\virtualization\\v2": [)";
