@@ -3,10 +3,13 @@
 
 The simulated host keeps only what it uses of the published class table: per class its
 namespace, superclass, keys, flags, properties (name, CIM type, array, referenced class) and
-methods (in and out parameters). Run this again only when the class table changes; the test
-script checks that the checked-in copy is exactly what this writes:
+methods (in and out parameters). Classes the published table leaves out come from
+tools/hyperv-v2-supplement.json, written from their documentation pages in the same form. Run this
+again only when either changes; the test script checks that the checked-in copy is exactly what
+this writes:
 
-    tools/gen_simhost_schema.py path/to/hyperv-v2-schema.json > src/simhost/hyperv-v2-classes.json
+    tools/gen_simhost_schema.py path/to/hyperv-v2-schema.json tools/hyperv-v2-supplement.json \
+        > src/simhost/hyperv-v2-classes.json
 """
 import json
 import sys
@@ -27,10 +30,12 @@ def member(m):
 
 
 def main():
-    with open(sys.argv[1], encoding="utf-8") as source:
-        table = json.load(source)
+    classes = []
+    for path in sys.argv[1:]:
+        with open(path, encoding="utf-8") as source:
+            classes += json.load(source)["classes"]
     entries = []
-    for cls in table["classes"]:
+    for cls in classes:
         entry = {
             "name": cls["name"],
             "namespace": "hgs" if "hgs" in cls["namespace"].lower() else "v2",

@@ -173,16 +173,17 @@ std::uint32_t MethodCall::Complete(std::uint16_t jobType, JobEffect effect) {
     host.ApplyAllOrNothing([&] { host.RunDeferred(context, effect); });
     return 0;
   }
-  const Repository::Id job =
-      host.StartJob(repository, jobType, std::move(failure), std::move(effect));
+  const Repository::Id job = host.StartJob(repository, JobClassOf(cls.name), jobType,
+                                           std::move(failure), std::move(effect));
   out[L"Job"] = WmiValue::String(repository.FullPath(job));
   return 4096;
 }
 
 std::uint32_t MethodCall::FailThroughJob(std::uint16_t jobType, std::uint16_t errorCode,
                                          std::wstring description) {
-  const Repository::Id job = host.StartJob(
-      repository, jobType, FaultPlan::JobError{errorCode, std::move(description)}, {});
+  const Repository::Id job =
+      host.StartJob(repository, JobClassOf(cls.name), jobType,
+                    FaultPlan::JobError{errorCode, std::move(description)}, {});
   out[L"Job"] = WmiValue::String(repository.FullPath(job));
   return 4096;
 }
@@ -548,27 +549,28 @@ std::wstring HostCore::NewGuid() {
   return buffer;
 }
 
-Repository::Id HostCore::StartJob(Repository& repository, std::uint16_t jobType,
-                                  std::optional<FaultPlan::JobError> failure, JobEffect effect) {
+Repository::Id HostCore::StartJob(Repository& repository, std::wstring_view jobClass,
+                                  std::uint16_t jobType, std::optional<FaultPlan::JobError> failure,
+                                  JobEffect effect) {
   const std::wstring now = Now();
   const JobKind kind = JobKindOf(jobType);
   if (failure && failure->code == 0) {
     failure->code = kind.failureCode;  // scripted without a code: the operation's own
   }
-  const Repository::Id job = repository.Create(
-      L"Msvm_ConcreteJob", {{L"InstanceID", WmiValue::String(NewGuid())},
-                            {L"ElementName", WmiValue::String(kind.elementName)},
-                            {L"Description", WmiValue::String(kind.description)},
-                            {L"TimeBeforeRemoval", WmiValue::String(kJobRetention)},
-                            {L"JobType", WmiValue::Int32(jobType)},
-                            {L"JobState", WmiValue::Int32(kJobRunning)},
-                            {L"ErrorCode", WmiValue::Int32(0)},
-                            {L"PercentComplete", WmiValue::Int32(0)},
-                            {L"Cancellable", WmiValue::Boolean(false)},
-                            {L"JobStatus", WmiValue::String(L"Job is running")},
-                            {L"TimeSubmitted", WmiValue::String(now)},
-                            {L"StartTime", WmiValue::String(now)},
-                            {L"Caption", WmiValue::String(L"Job")}});
+  const Repository::Id job =
+      repository.Create(jobClass, {{L"InstanceID", WmiValue::String(NewGuid())},
+                                   {L"ElementName", WmiValue::String(kind.elementName)},
+                                   {L"Description", WmiValue::String(kind.description)},
+                                   {L"TimeBeforeRemoval", WmiValue::String(kJobRetention)},
+                                   {L"JobType", WmiValue::Int32(jobType)},
+                                   {L"JobState", WmiValue::Int32(kJobRunning)},
+                                   {L"ErrorCode", WmiValue::Int32(0)},
+                                   {L"PercentComplete", WmiValue::Int32(0)},
+                                   {L"Cancellable", WmiValue::Boolean(false)},
+                                   {L"JobStatus", WmiValue::String(L"Job is running")},
+                                   {L"TimeSubmitted", WmiValue::String(now)},
+                                   {L"StartTime", WmiValue::String(now)},
+                                   {L"Caption", WmiValue::String(L"Job")}});
   pendingJobs_.emplace(
       std::pair(std::wstring(repository.NameSpace()), job),
       PendingJob{std::wstring(repository.NameSpace()), clockMs_ + settings_.jobDurationMs,

@@ -139,8 +139,8 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   std::wstring NewGuid();
   std::uint64_t GuidSeed() const { return guidSeed_; }
   void SetGuidSeed(std::uint64_t seed) { guidSeed_ = seed; }
-  // Starts a job on the simulated clock (used by MethodCall::Complete).
-  Repository::Id StartJob(Repository& repository, std::uint16_t jobType,
+  // Starts a job of that class on the simulated clock (used by MethodCall::Complete).
+  Repository::Id StartJob(Repository& repository, std::wstring_view jobClass, std::uint16_t jobType,
                           std::optional<FaultPlan::JobError> failure, JobEffect effect);
   // What a kind of deferred work does.
   void RegisterDeferred(std::wstring kind, DeferredHandler handler);

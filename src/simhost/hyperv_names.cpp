@@ -1,6 +1,13 @@
 #include "simhost/hyperv_names.h"
 
+#include "util/case_insensitive.h"
+
 namespace quorvane::sim {
+
+const wchar_t* JobClassOf(std::wstring_view serviceClass) {
+  return EqualsNoCase(serviceClass, L"Msvm_ImageManagementService") ? L"Msvm_StorageJob"
+                                                                    : L"Msvm_ConcreteJob";
+}
 
 JobKind JobKindOf(std::uint16_t jobType) {
   switch (jobType) {

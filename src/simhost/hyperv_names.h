@@ -5,6 +5,7 @@
 // cannot drift apart.
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace quorvane::sim {
 
@@ -79,6 +80,9 @@ enum JobType : std::uint16_t {
 
 // How a job of a type presents itself: its "ElementName" and "Description" as an English
 // host shows them, and the "ErrorCode" it reports when the operation fails.
+// The class of the jobs a service starts: the image management service's are storage jobs.
+const wchar_t* JobClassOf(std::wstring_view serviceClass);
+
 struct JobKind {
   const wchar_t* elementName;
   const wchar_t* description;

@@ -97,7 +97,7 @@ TEST_F(SimHostTest, ChangesAnsweredThroughJobs) {
   ASSERT_EQ(ranges.size(), 1u);
   EXPECT_EQ(ranges[0].offset, 8192u);
   EXPECT_EQ(ranges[0].length, 4096u);  // whole tracking blocks
-  EXPECT_EQ(Query(L"SELECT * FROM Msvm_ConcreteJob WHERE JobState = 7").size(), 2u);
+  EXPECT_EQ(Query(L"SELECT * FROM Msvm_StorageJob WHERE JobState = 7").size(), 2u);
 }
 
 // "MaxInternalSize" is an unsigned 64-bit number: a disk above 2^63 - 1 bytes is asked about

@@ -288,7 +288,7 @@ std::wstring ClassOf(const std::wstring& path) {
 
 bool StartsJob(const std::vector<Call>& calls, std::size_t at) {
   return at + 1 < calls.size() && calls[at + 1].operation == L"GetObject" &&
-         calls[at + 1].target.find(L"Msvm_ConcreteJob") != std::wstring::npos;
+         calls[at + 1].target.find(L"Job.InstanceID=") != std::wstring::npos;
 }
 
 struct Figures {

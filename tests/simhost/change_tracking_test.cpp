@@ -99,6 +99,23 @@ TEST_F(ChangeTrackingTest, ExpiringAnyFileOfAChainExpiresTheChain) {
   EXPECT_THROW(host_.ExpireChangeTracking(L"D:\\none.vhdx"), DefaultException);
 }
 
+// Hyper-V's image management service reports its work as storage jobs, not as the concrete
+// jobs of the management services.
+TEST_F(ChangeTrackingTest, TheImageManagementServiceAnswersThroughStorageJobs) {
+  Core().SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", false);
+  const std::wstring id = Core().Disks().IssueTrackingId(kBase);
+  Core().Disks().Write(kBase, 0, 10);
+  EXPECT_EQ(Changes(kBase, id).size(), 1u);
+  const auto polled = host_.CallLog().back();
+  EXPECT_EQ(polled.operation, L"GetObject");
+  EXPECT_NE(polled.target.find(L":Msvm_StorageJob.InstanceID="), std::wstring::npos);
+  const auto jobs = service_->ExecQuery(L"SELECT * FROM Msvm_StorageJob");
+  ASSERT_EQ(jobs.size(), 1u);
+  EXPECT_EQ(jobs[0]->GetProperty(L"JobState").AsInteger(), 7);
+  EXPECT_TRUE(service_->ExecQuery(L"SELECT * FROM Msvm_ConcreteJob").empty());
+  EXPECT_EQ(service_->ExecQuery(L"SELECT * FROM CIM_ConcreteJob").size(), 1u);
+}
+
 TEST(ChangeTrackingRefusalForm, ScenarioCanMakeItAReturnValue) {
   HostOptions options;
   options.changeTrackingFailsThroughJob = false;
@@ -108,7 +125,7 @@ TEST(ChangeTrackingRefusalForm, ScenarioCanMakeItAReturnValue) {
   auto service = CoreOf(host).Connect(L"", L"", L"", kVirtualizationNamespace);
   const auto e = RaisedBy([&] { GetVirtualDiskChanges(*service, kBase, L"rctX:nonsense"); });
   EXPECT_EQ(e.GetErrorCode(), 32773u);
-  EXPECT_TRUE(service->ExecQuery(L"SELECT * FROM Msvm_ConcreteJob").empty());
+  EXPECT_TRUE(service->ExecQuery(L"SELECT * FROM Msvm_StorageJob").empty());
   EXPECT_NE(host.ToJson().find("\"changeTrackingFailsThroughJob\": false"), std::string::npos);
   EXPECT_EQ(SimulatedHost::FromJson(host.ToJson()).ToJson(), host.ToJson());
 }
