@@ -52,6 +52,9 @@ void DestroyMachine(Repository& repository, Repository::Id machine);
 std::vector<Repository::Id> ControllersOf(const Repository& repository, Repository::Id settings);
 // Parts of a settings object (devices, memory, processor), in creation order.
 std::vector<Repository::Id> PartsOf(const Repository& repository, Repository::Id settings);
+// Sets a machine's "OperationalStatus" and the "StatusDescriptions" that go with it.
+void SetMachineStatus(Repository& repository, Repository::Id machine,
+                      const std::vector<std::int32_t>& statuses);
 // Puts the disk (or, for a DVD, the image) in a new drive at the first free place: IDE while
 // generation 1 has room, else the first SCSI controller (made when there is none). Returns the
 // storage allocation.

@@ -9,6 +9,39 @@ const wchar_t* JobClassOf(std::wstring_view serviceClass) {
                                                                     : L"Msvm_ConcreteJob";
 }
 
+const wchar_t* MachineStatusText(std::int32_t status) {
+  switch (status) {
+    case kStatusOk:
+      return L"Operating normally";
+    case 3:
+      return L"Degraded";
+    case 5:
+      return L"Predictive Failure";
+    case 10:
+      return L"Stopped";
+    case 11:
+      return L"In Service";
+    case 15:
+      return L"Dormant";
+    case 32768:
+      return L"Creating Snapshot";
+    case 32769:
+      return L"Applying Snapshot";
+    case 32770:
+      return L"Deleting Snapshot";
+    case 32771:
+      return L"Waiting to Start";
+    case kStatusMergingDisks:
+      return L"Merging Disks";
+    case 32773:
+      return L"Exporting Virtual Machine";
+    case 32774:
+      return L"Migrating Virtual Machine";
+    default:
+      return L"";
+  }
+}
+
 JobKind JobKindOf(std::uint16_t jobType) {
   switch (jobType) {
     case kJobDefineSystem:

@@ -28,6 +28,11 @@ inline constexpr std::uint16_t kRequestedNoChange = 5;
 
 inline constexpr std::int32_t kStatusOk = 2;
 inline constexpr std::int32_t kStatusMergingDisks = 32772;
+// What a machine says of each of its "OperationalStatus" values.
+const wchar_t* MachineStatusText(std::int32_t status);
+// How Hyper-V writes a time that has not happened, such as the last replication of a machine
+// that is not replicated.
+inline constexpr wchar_t kNeverDatetime[] = L"16010101000000.000000-000";
 
 inline constexpr wchar_t kIdeControllerSubType[] = L"Microsoft:Hyper-V:Emulated IDE Controller";
 inline constexpr wchar_t kScsiControllerSubType[] = L"Microsoft:Hyper-V:Synthetic SCSI Controller";

@@ -6,16 +6,27 @@ namespace {
 struct ServiceName {
   const wchar_t* className;
   const wchar_t* name;
+  // The defaults their documentation pages give; empty where a page gives none.
+  const wchar_t* caption;
+  const wchar_t* description;
+  const wchar_t* elementName;
+  const wchar_t* statusDescription;
 };
 
 // "vmms", "vssnapsvc" and "vhdsvc" are what Hyper-V calls its services; the names of the
 // reference point and security services are not published and are our choice.
 constexpr ServiceName kServices[] = {
-    {L"Msvm_VirtualSystemManagementService", L"vmms"},
-    {L"Msvm_VirtualSystemSnapshotService", L"vssnapsvc"},
-    {L"Msvm_ImageManagementService", L"vhdsvc"},
-    {L"Msvm_VirtualSystemReferencePointService", L"vrpsvc"},
-    {L"Msvm_SecurityService", L"securitysvc"},
+    {L"Msvm_VirtualSystemManagementService", L"vmms", L"Virtual System Management Service",
+     L"Service for creating, manipulating, and managing virtual machines",
+     L"Hyper-V Virtual System Management Service", L"The service is running normally"},
+    {L"Msvm_VirtualSystemSnapshotService", L"vssnapsvc", L"Hyper-V Virtual System Snapshot Service",
+     L"Service for creating, destroying, and applying virtual machine snapshots", L"",
+     L"The service is running normally"},
+    {L"Msvm_ImageManagementService", L"vhdsvc", L"Hyper-V Image Management Service",
+     L"Provides Image Management servicing for Hyper-V", L"Hyper-V Image Management Service",
+     L"OK"},
+    {L"Msvm_VirtualSystemReferencePointService", L"vrpsvc", L"", L"", L"", L""},
+    {L"Msvm_SecurityService", L"securitysvc", L"", L"", L"", L""},
 };
 
 // The configuration versions a Windows Server 2022 host supports.
@@ -85,12 +96,30 @@ void AddHostSystem(HostCore& host) {
              {L"HealthState", WmiValue::Int32(5)},
              {L"OperationalStatus", WmiValue::Array(std::vector<std::int32_t>{2})}});
   for (const auto& service : kServices) {
-    v2.Create(service.className,
-              {{L"CreationClassName", WmiValue::String(service.className)},
-               {L"Name", WmiValue::String(service.name)},
-               {L"SystemCreationClassName", WmiValue::String(L"Msvm_ComputerSystem")},
-               {L"SystemName", WmiValue::String(name)},
-               {L"EnabledState", WmiValue::Int32(2)}});
+    PropertyList values = {{L"CreationClassName", WmiValue::String(service.className)},
+                           {L"Name", WmiValue::String(service.name)},
+                           {L"SystemCreationClassName", WmiValue::String(L"Msvm_ComputerSystem")},
+                           {L"SystemName", WmiValue::String(name)},
+                           {L"EnabledState", WmiValue::Int32(2)},
+                           {L"RequestedState", WmiValue::Int32(12)},
+                           {L"EnabledDefault", WmiValue::Int32(2)},
+                           {L"Started", WmiValue::Boolean(true)},
+                           {L"HealthState", WmiValue::Int32(5)},
+                           {L"OperationalStatus", WmiValue::Array(std::vector<std::int32_t>{2})}};
+    const std::pair<const wchar_t*, const wchar_t*> documented[] = {
+        {L"Caption", service.caption},
+        {L"Description", service.description},
+        {L"ElementName", service.elementName}};
+    for (const auto& [property, text] : documented) {
+      if (*text != L'\0') {
+        values.emplace_back(property, WmiValue::String(text));
+      }
+    }
+    if (*service.statusDescription != L'\0') {
+      values.emplace_back(L"StatusDescriptions",
+                          WmiValue::Array(std::vector<std::wstring>{service.statusDescription}));
+    }
+    v2.Create(service.className, std::move(values));
   }
   v2.Create(L"Msvm_VirtualSystemManagementServiceSettingData",
             {{L"InstanceID", WmiValue::String(L"Microsoft:" + name)},

@@ -72,6 +72,16 @@ void StartDifferencingDisks(HostCore& host, Repository::Id realized, const std::
 
 }  // namespace
 
+void SetMachineStatus(Repository& repository, Repository::Id machine,
+                      const std::vector<std::int32_t>& statuses) {
+  std::vector<std::wstring> texts;
+  for (const auto status : statuses) {
+    texts.emplace_back(MachineStatusText(status));
+  }
+  repository.Set(machine, L"OperationalStatus", WmiValue::Array(statuses));
+  repository.Set(machine, L"StatusDescriptions", WmiValue::Array(std::move(texts)));
+}
+
 std::vector<Repository::Id> PartsOf(const Repository& repository, Repository::Id settings) {
   return LinkedEnds(repository, settings, L"Msvm_VirtualSystemSettingDataComponent",
                     L"GroupComponent");
@@ -156,12 +166,21 @@ Repository::Id DefineMachine(HostCore& host, const MachineDefinition& definition
                  {L"Status", WmiValue::String(L"OK")},
                  {L"HealthState", WmiValue::Int32(5)},
                  {L"EnhancedSessionModeState", WmiValue::Int32(3)},
-                 {L"OperationalStatus",
-                  WmiValue::Array(std::vector<std::int32_t>(definition.operationalStatus.begin(),
-                                                            definition.operationalStatus.end()))},
                  {L"InstallDate", WmiValue::String(now)},
                  {L"TimeOfLastStateChange", WmiValue::String(now)},
-                 {L"OnTimeInMilliseconds", WmiValue::UInt64(0)}});
+                 {L"TimeOfLastConfigurationChange", WmiValue::String(now)},
+                 {L"OnTimeInMilliseconds", WmiValue::UInt64(0)},
+                 {L"NumberOfNumaNodes", WmiValue::Int32(1)},
+                 {L"ResetCapability", WmiValue::Int32(1)},
+                 {L"ReplicationState", WmiValue::Int32(0)},
+                 {L"ReplicationHealth", WmiValue::Int32(0)},
+                 {L"ReplicationMode", WmiValue::Int32(0)},
+                 {L"FailedOverReplicationType", WmiValue::Int32(0)},
+                 {L"LastReplicationType", WmiValue::Int32(0)},
+                 {L"LastReplicationTime", WmiValue::String(kNeverDatetime)},
+                 {L"LastApplicationConsistentReplicationTime", WmiValue::String(kNeverDatetime)}});
+  SetMachineStatus(v2, machine,
+                   {definition.operationalStatus.begin(), definition.operationalStatus.end()});
   v2.Associate(L"Msvm_SettingsDefineState", L"ManagedElement", machine, L"SettingData", settings);
   const auto merge =
       v2.Create(L"Msvm_DiskMergeSettingData",

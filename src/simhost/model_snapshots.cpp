@@ -67,7 +67,7 @@ void SetMerging(Repository& v2, Repository::Id machine, bool merging) {
   if (merging) {
     status.push_back(kStatusMergingDisks);
   }
-  v2.Set(machine, L"OperationalStatus", WmiValue::Array(status));
+  SetMachineStatus(v2, machine, status);
 }
 
 }  // namespace

@@ -44,6 +44,45 @@ TEST_F(HyperVObjectsTest, ARunningMachineShowsItsUptimeAndWorkerProcess) {
   EXPECT_EQ(vm->GetProperty(L"OnTimeInMilliseconds").AsWideString(), L"0");
 }
 
+std::vector<std::wstring> Texts(const WmiValue& array) {
+  std::vector<std::wstring> texts;
+  for (const auto& element : array.Elements()) {
+    texts.push_back(element.AsWideString());
+  }
+  return texts;
+}
+
+TEST_F(HyperVObjectsTest, AMachineCarriesWhatARecordedMachineCarries) {
+  const auto vm = Machine(host_.AddMachine({.name = L"web", .enabledState = 3}));
+  EXPECT_EQ(Texts(vm->GetProperty(L"StatusDescriptions")),
+            std::vector<std::wstring>{L"Operating normally"});
+  EXPECT_EQ(vm->GetProperty(L"NumberOfNumaNodes").AsInteger(), 1);
+  EXPECT_EQ(vm->GetProperty(L"ResetCapability").AsInteger(), 1);
+  EXPECT_EQ(vm->GetProperty(L"ReplicationState").AsInteger(), 0);
+  EXPECT_EQ(vm->GetProperty(L"ReplicationMode").AsInteger(), 0);
+  EXPECT_EQ(vm->GetProperty(L"LastReplicationTime").AsWideString(), L"16010101000000.000000-000");
+  EXPECT_EQ(vm->GetProperty(L"TimeOfLastConfigurationChange").AsWideString(),
+            vm->GetProperty(L"InstallDate").AsWideString());
+}
+
+TEST_F(HyperVObjectsTest, ServicesAndJobsCarryTheirDocumentedDefaults) {
+  const auto images = service_->QueryFirst(L"Msvm_ImageManagementService");
+  EXPECT_EQ(images->GetProperty(L"Caption").AsWideString(), L"Hyper-V Image Management Service");
+  EXPECT_EQ(Texts(images->GetProperty(L"StatusDescriptions")), std::vector<std::wstring>{L"OK"});
+  EXPECT_EQ(images->GetProperty(L"HealthState").AsInteger(), 5);
+  const auto management = service_->QueryFirst(L"Msvm_VirtualSystemManagementService");
+  EXPECT_EQ(management->GetProperty(L"ElementName").AsWideString(),
+            L"Hyper-V Virtual System Management Service");
+  EXPECT_EQ(management->GetProperty(L"OperationalStatus").Elements().at(0).AsInteger(), 2);
+  EXPECT_EQ(management->GetProperty(L"RequestedState").AsInteger(), 12);
+
+  Run(Machine(host_.AddMachine({.name = L"web", .enabledState = 3})), L"RequestStateChange",
+      {{L"RequestedState", WmiValue::Int32(2)}});
+  const auto job = Query(L"SELECT * FROM Msvm_ConcreteJob").at(0);
+  EXPECT_EQ(Texts(job->GetProperty(L"StatusDescriptions")), std::vector<std::wstring>{L"OK"});
+  EXPECT_EQ(job->GetProperty(L"HealthState").AsInteger(), 5);
+}
+
 TEST_F(HyperVObjectsTest, AReferencePointKeepsItsCheckpointsConsistencyLevel) {
   const auto id = host_.AddMachine({.name = L"web", .enabledState = 2});
   const auto snapshotService = service_->QueryFirst(L"Msvm_VirtualSystemSnapshotService");
