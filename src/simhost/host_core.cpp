@@ -166,15 +166,16 @@ WmiValue MethodCall::In(std::wstring_view name) const {
   return found == in.end() ? WmiValue() : found->second;
 }
 
-std::uint32_t MethodCall::Complete(std::uint16_t jobType, JobEffect effect) {
+std::uint32_t MethodCall::Complete(std::uint16_t jobType, JobEffect effect, JobEffect onFailure) {
   auto failure = host.Faults().TakeJobFault(cls, method);
   if (!failure && host.IsSynchronous(cls, method)) {
     JobContext context{host, repository, std::nullopt, &out};
     host.ApplyAllOrNothing([&] { host.RunDeferred(context, effect); });
     return 0;
   }
-  const Repository::Id job = host.StartJob(repository, JobClassOf(cls.name), jobType,
-                                           std::move(failure), std::move(effect));
+  const Repository::Id job =
+      host.StartJob(repository, JobClassOf(cls.name), jobType, std::move(failure),
+                    std::move(effect), std::move(onFailure));
   out[L"Job"] = WmiValue::String(repository.FullPath(job));
   return 4096;
 }
@@ -551,7 +552,7 @@ std::wstring HostCore::NewGuid() {
 
 Repository::Id HostCore::StartJob(Repository& repository, std::wstring_view jobClass,
                                   std::uint16_t jobType, std::optional<FaultPlan::JobError> failure,
-                                  JobEffect effect) {
+                                  JobEffect effect, JobEffect onFailure) {
   const std::wstring now = Now();
   const JobKind kind = JobKindOf(jobType);
   if (failure && failure->code == 0) {
@@ -578,7 +579,7 @@ Repository::Id HostCore::StartJob(Repository& repository, std::wstring_view jobC
   pendingJobs_.emplace(
       std::pair(std::wstring(repository.NameSpace()), job),
       PendingJob{std::wstring(repository.NameSpace()), clockMs_ + settings_.jobDurationMs,
-                 std::move(failure), std::move(effect)});
+                 std::move(failure), std::move(effect), std::move(onFailure)});
   return job;
 }
 
@@ -743,6 +744,12 @@ void HostCore::FinishDueJobs() {
     repository.Set(job, L"PercentComplete", WmiValue::Int32(100));
     repository.Set(job, L"TimeOfLastStateChange", WmiValue::String(Now()));
     if (failure) {
+      try {
+        JobContext context{*this, repository, job};
+        ApplyAllOrNothing([&] { RunDeferred(context, pending.onFailure); });
+      } catch (const DefaultException&) {
+        // What the call showed is gone with its object; there is nothing left to take back.
+      }
       repository.Set(job, L"JobState", WmiValue::Int32(kJobException));
       repository.Set(job, L"ErrorCode", WmiValue::Int32(failure->code));
       repository.Set(job, L"ErrorDescription", WmiValue::String(failure->description));

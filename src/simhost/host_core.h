@@ -85,8 +85,9 @@ struct MethodCall {
   WmiValue In(std::wstring_view name) const;
   // Finishes the call: through a job that ends after the host's job duration (4096, "Job" set),
   // or at once (0) when the method is set to answer synchronously. The effect runs when the
-  // job ends well; a failed job leaves everything as it was.
-  std::uint32_t Complete(std::uint16_t jobType, JobEffect effect);
+  // job ends well; when it fails, `onFailure` runs instead, to take back what the call showed
+  // while the job ran.
+  std::uint32_t Complete(std::uint16_t jobType, JobEffect effect, JobEffect onFailure = {});
   // Answers through a job that ends in state 10 with this error, whatever the method's mode.
   std::uint32_t FailThroughJob(std::uint16_t jobType, std::uint16_t errorCode,
                                std::wstring description);
@@ -141,7 +142,8 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   void SetGuidSeed(std::uint64_t seed) { guidSeed_ = seed; }
   // Starts a job of that class on the simulated clock (used by MethodCall::Complete).
   Repository::Id StartJob(Repository& repository, std::wstring_view jobClass, std::uint16_t jobType,
-                          std::optional<FaultPlan::JobError> failure, JobEffect effect);
+                          std::optional<FaultPlan::JobError> failure, JobEffect effect,
+                          JobEffect onFailure = {});
   // What a kind of deferred work does.
   void RegisterDeferred(std::wstring kind, DeferredHandler handler);
   // Runs deferred work now, in `context`.
@@ -153,6 +155,7 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
     std::uint64_t finishAtMs;
     std::optional<FaultPlan::JobError> failure;
     JobEffect effect;
+    JobEffect onFailure;
   };
   struct Timer {
     std::wstring nameSpace;

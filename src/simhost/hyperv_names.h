@@ -18,6 +18,13 @@ inline constexpr std::uint16_t kStateRunning = 2;
 inline constexpr std::uint16_t kStateOff = 3;
 inline constexpr std::uint16_t kStateSaved = 6;
 inline constexpr std::uint16_t kStatePaused = 9;
+// What "EnabledState" reads while a state change runs.
+inline constexpr std::uint16_t kStateStopping = 4;
+inline constexpr std::uint16_t kStateStarting = 10;
+inline constexpr std::uint16_t kStateResetting = 11;
+inline constexpr std::uint16_t kStateSaving = 32773;
+inline constexpr std::uint16_t kStatePausing = 32776;
+inline constexpr std::uint16_t kStateResuming = 32777;
 
 // "SnapshotType" of a checkpoint request.
 inline constexpr std::uint16_t kSnapshotStandard = 2;

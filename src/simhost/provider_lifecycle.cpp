@@ -7,6 +7,7 @@ namespace quorvane::sim {
 namespace {
 
 constexpr wchar_t kChangeState[] = L"ChangeState";
+constexpr wchar_t kRestoreState[] = L"RestoreState";
 constexpr wchar_t kDestroySystem[] = L"DestroySystem";
 
 struct Transition {
@@ -14,18 +15,27 @@ struct Transition {
   std::uint16_t jobType;
   std::uint16_t resultingState;
   std::vector<std::uint16_t> from;
+  std::uint16_t passingState;  // "EnabledState" while the job runs
 };
 
 // What Hyper-V accepts: a machine already in the requested state, or in a state from which
 // the request makes no sense (saving a machine that is off), is refused with 32775.
 const std::vector<Transition>& Transitions() {
   static const std::vector<Transition> kTransitions = {
-      {kStateRunning, kJobStart, kStateRunning, {kStateOff, kStateSaved, kStatePaused}},
-      {kStateOff, kJobTurnOff, kStateOff, {kStateRunning, kStateSaved, kStatePaused}},
-      {kStateSaved, kJobSave, kStateSaved, {kStateRunning, kStatePaused}},
-      {kStatePaused, kJobPause, kStatePaused, {kStateRunning}},
-      {10, kJobReboot, kStateRunning, {kStateRunning}},
-      {11, kJobReset, kStateRunning, {kStateRunning}},
+      {kStateRunning,
+       kJobStart,
+       kStateRunning,
+       {kStateOff, kStateSaved, kStatePaused},
+       kStateStarting},
+      {kStateOff,
+       kJobTurnOff,
+       kStateOff,
+       {kStateRunning, kStateSaved, kStatePaused},
+       kStateStopping},
+      {kStateSaved, kJobSave, kStateSaved, {kStateRunning, kStatePaused}, kStateSaving},
+      {kStatePaused, kJobPause, kStatePaused, {kStateRunning}, kStatePausing},
+      {10, kJobReboot, kStateRunning, {kStateRunning}, kStateStarting},
+      {11, kJobReset, kStateRunning, {kStateRunning}, kStateResetting},
   };
   return kTransitions;
 }
@@ -44,13 +54,24 @@ std::uint32_t RequestStateChange(MethodCall& call) {
       return kInvalidState;
     }
     std::uint16_t jobType = transition.jobType;
+    std::uint16_t passing = transition.passingState;
     if (jobType == kJobStart && current != kStateOff) {
       jobType = current == kStateSaved ? kJobRestore : kJobResume;
+      passing = current == kStateSaved ? kStateStarting : kStateResuming;
     }
-    return call.Complete(jobType, {kChangeState,
-                                   {{L"Machine", call.repository.RelativePath(machine)},
-                                    {L"State", std::to_wstring(transition.resultingState)},
-                                    {L"Requested", std::to_wstring(requested)}}});
+    const std::wstring path = call.repository.RelativePath(machine);
+    const std::uint32_t result =
+        call.Complete(jobType,
+                      {kChangeState,
+                       {{L"Machine", path},
+                        {L"State", std::to_wstring(transition.resultingState)},
+                        {L"Requested", std::to_wstring(requested)}}},
+                      {kRestoreState, {{L"Machine", path}, {L"State", std::to_wstring(current)}}});
+    if (result == kStartedJob) {
+      call.repository.Set(machine, L"EnabledState", WmiValue::Int32(passing));
+      call.repository.Set(machine, L"RequestedState", WmiValue::Int32(requested));
+    }
+    return result;
   }
   return kInvalidParameter;
 }
@@ -66,6 +87,12 @@ void ChangeState(JobContext& job, const Deferred& work) {
   }
   job.repository.Set(machine, L"TimeOfLastStateChange", WmiValue::String(job.host.Now()));
   job.AddAffected(machine);
+}
+
+void RestoreState(JobContext& job, const Deferred& work) {
+  const Repository::Id machine = job.Object(work, L"Machine");
+  job.repository.Set(machine, L"EnabledState", WmiValue::Int32(std::stoi(work.Argument(L"State"))));
+  job.repository.Set(machine, L"RequestedState", WmiValue::Int32(kRequestedNoChange));
 }
 
 std::uint32_t DestroySystem(MethodCall& call) {
@@ -93,6 +120,7 @@ void InstallLifecycleBehaviours(HostCore& host) {
   host.RegisterMethod(L"Msvm_ComputerSystem", L"RequestStateChange", RequestStateChange);
   host.RegisterMethod(L"Msvm_VirtualSystemManagementService", L"DestroySystem", DestroySystem);
   host.RegisterDeferred(kChangeState, ChangeState);
+  host.RegisterDeferred(kRestoreState, RestoreState);
   host.RegisterDeferred(kDestroySystem, DestroySystemNow);
 }
 

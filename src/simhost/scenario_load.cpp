@@ -301,11 +301,15 @@ void ResumeUnderWay(const json& underWay, HostCore& core) {
   const json& jobs = ArrayAt(underWay, "jobs", "/underWay");
   for (std::size_t i = 0; i < jobs.size(); ++i) {
     const std::string place = "/underWay/jobs/" + std::to_string(i);
-    RejectUnknownKeys(jobs[i], {"namespace", "job", "finishAtMs", "effect", "failure"}, place);
+    RejectUnknownKeys(jobs[i], {"namespace", "job", "finishAtMs", "effect", "onFailure", "failure"},
+                      place);
     HostCore::PendingJob pending{
         FromUtf8(Required<std::string>(jobs[i], "namespace", place)),
         Required<std::uint64_t>(jobs[i], "finishAtMs", place), std::nullopt,
-        DeferredFromJson(jobs[i].value("effect", json::object()), place + "/effect")};
+        DeferredFromJson(jobs[i].value("effect", json::object()), place + "/effect"),
+        jobs[i].contains("onFailure")
+            ? DeferredFromJson(jobs[i].at("onFailure"), place + "/onFailure")
+            : Deferred{}};
     if (jobs[i].contains("failure")) {
       const json& failure = jobs[i].at("failure");
       RejectUnknownKeys(failure, {"errorCode", "description"}, place + "/failure");

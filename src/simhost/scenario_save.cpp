@@ -121,6 +121,9 @@ json UnderWayToJson(const HostCore& host) {
                 {"job", ToUtf8(path)},
                 {"finishAtMs", pending.finishAtMs},
                 {"effect", DeferredToJson(pending.effect)}};
+    if (!pending.onFailure.kind.empty()) {
+      job["onFailure"] = DeferredToJson(pending.onFailure);
+    }
     if (pending.failure) {
       job["failure"] = {{"errorCode", pending.failure->code},
                         {"description", ToUtf8(pending.failure->description)}};

@@ -83,6 +83,36 @@ TEST_F(HyperVObjectsTest, ServicesAndJobsCarryTheirDocumentedDefaults) {
   EXPECT_EQ(job->GetProperty(L"HealthState").AsInteger(), 5);
 }
 
+// While a state change runs, the machine shows where it is going; a failed change puts it back.
+TEST_F(HyperVObjectsTest, AMachineShowsItsStateChangeWhileItRuns) {
+  const auto id = host_.AddMachine({.name = L"web", .enabledState = 3});
+  const auto request = [&](std::int32_t state) {
+    const auto method = Machine(id)->CreateMethod(L"RequestStateChange");
+    method->SetParameter(L"RequestedState", WmiValue::Int32(state));
+    return method->Execute();
+  };
+  using States = std::pair<std::int64_t, std::int64_t>;  // "EnabledState", "RequestedState"
+  const auto states = [&] {
+    const auto vm = Machine(id);
+    return States(vm->GetProperty(L"EnabledState").AsInteger(),
+                  vm->GetProperty(L"RequestedState").AsInteger());
+  };
+  ASSERT_EQ(request(2), 4096u);
+  EXPECT_EQ(states(), States(10, 2));
+  EXPECT_EQ(request(3), 32775u) << "a machine that is starting cannot be turned off yet";
+  host_.AdvanceClock(300);
+  EXPECT_EQ(states(), States(2, 5));
+
+  ASSERT_EQ(request(6), 4096u);
+  EXPECT_EQ(states(), States(32773, 6));
+  host_.AdvanceClock(300);
+  host_.FailJobs(L"Msvm_ComputerSystem", L"RequestStateChange", 32768, L"Failed to start.");
+  ASSERT_EQ(request(2), 4096u);
+  EXPECT_EQ(states(), States(10, 2));
+  host_.AdvanceClock(300);
+  EXPECT_EQ(states(), States(6, 5));
+}
+
 TEST_F(HyperVObjectsTest, AReferencePointKeepsItsCheckpointsConsistencyLevel) {
   const auto id = host_.AddMachine({.name = L"web", .enabledState = 2});
   const auto snapshotService = service_->QueryFirst(L"Msvm_VirtualSystemSnapshotService");

@@ -63,7 +63,7 @@ TEST_F(SimHostTest, AJobUnderWayEndsAfterLoading) {
   auto loaded = SimulatedHost::FromJson(host_.ToJson());
   EXPECT_EQ(loaded.ToJson(), host_.ToJson());
   auto service = CoreOf(loaded).Connect(L"", L"", L"", kVirtualizationNamespace);
-  EXPECT_EQ(service->GetObject(path)->GetProperty(L"EnabledState").AsInteger(), 3);
+  EXPECT_EQ(service->GetObject(path)->GetProperty(L"EnabledState").AsInteger(), 10);  // starting
   loaded.AdvanceClock(300);
   EXPECT_EQ(service->GetObject(path)->GetProperty(L"EnabledState").AsInteger(), 2);
   EXPECT_EQ(service->GetObject(job)->GetProperty(L"JobState").AsInteger(), 7);
