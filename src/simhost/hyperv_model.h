@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "simhost/host_core.h"
@@ -20,6 +21,9 @@ void AddHostSystem(HostCore& host);
 // Pools, allocation capabilities, the processor and memory templates and the supported
 // configuration versions.
 void AddCapabilities(HostCore& host);
+// Whether the host can define machines of this configuration version (it lists them among its
+// capabilities).
+bool SupportsVersion(std::wstring_view version);
 // Resource pools of the devices a client adds, each with its default settings.
 void AddDevicePools(HostCore& host);
 

@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <iterator>
+
 #include "simhost/hyperv_model.h"
 
 namespace quorvane::sim {
@@ -158,6 +161,10 @@ void AddDevicePools(HostCore& host) {
     AddPool(v2, L"Msvm_ResourcePool", id.c_str(), pool.resourceType, pool.subType,
             pool.settingsClass, {{L"Default", pool.name, 0, 0, defaults}});
   }
+}
+
+bool SupportsVersion(std::wstring_view version) {
+  return std::find(std::begin(kVersions), std::end(kVersions), version) != std::end(kVersions);
 }
 
 void AddCapabilities(HostCore& host) {

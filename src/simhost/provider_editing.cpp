@@ -258,6 +258,9 @@ std::uint32_t DefineSystem(MethodCall& call) {
                            L"Microsoft:Hyper-V:SubType:2";
   if (const auto version = ValueOf(parsed.properties, L"Version").AsWideString();
       !version.empty()) {
+    if (!SupportsVersion(version)) {
+      return kInvalidParameter;
+    }
     definition.version = version;
   }
   if (const auto root = ValueOf(parsed.properties, L"ConfigurationDataRoot").AsWideString();

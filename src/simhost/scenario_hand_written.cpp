@@ -97,6 +97,9 @@ void AddMachine(HostCore& host, const json& entry, const std::string& place) {
   }
   definition.generation2 = generation == 2;
   definition.version = Text(entry, "version", place, definition.version);
+  if (!SupportsVersion(definition.version)) {
+    Reject(place + "/version", "the host does not list this configuration version");
+  }
   definition.memoryMb = Setting<std::uint64_t>(entry, "memoryMb", definition.memoryMb, place);
   definition.processors = Setting<std::uint64_t>(entry, "processors", definition.processors, place);
   definition.dynamicMemory = Setting<bool>(entry, "dynamicMemory", false, place);

@@ -113,6 +113,23 @@ TEST_F(HyperVObjectsTest, AMachineShowsItsStateChangeWhileItRuns) {
   EXPECT_EQ(states(), States(6, 5));
 }
 
+TEST_F(HyperVObjectsTest, OnlyListedConfigurationVersionsAreDefined) {
+  const auto define = [&](const std::wstring& version) {
+    const auto settings = service_->SpawnInstance(L"Msvm_VirtualSystemSettingData");
+    settings->SetProperty(L"ElementName", WmiValue::String(L"new"));
+    settings->SetProperty(L"Version", WmiValue::String(version));
+    const auto method =
+        service_->QueryFirst(L"Msvm_VirtualSystemManagementService")->CreateMethod(L"DefineSystem");
+    method->SetParameter(L"SystemSettings", WmiValue::String(settings->GetText()));
+    return method->Execute();
+  };
+  EXPECT_EQ(define(L"5.0"), 32773u);
+  EXPECT_EQ(define(L"10.1"), 32773u);
+  EXPECT_TRUE(Query(L"SELECT * FROM Msvm_ComputerSystem WHERE ElementName = 'new'").empty());
+  EXPECT_EQ(define(L"9.0"), 4096u);
+  EXPECT_EQ(Query(L"SELECT * FROM Msvm_ComputerSystem WHERE ElementName = 'new'").size(), 1u);
+}
+
 TEST_F(HyperVObjectsTest, AReferencePointKeepsItsCheckpointsConsistencyLevel) {
   const auto id = host_.AddMachine({.name = L"web", .enabledState = 2});
   const auto snapshotService = service_->QueryFirst(L"Msvm_VirtualSystemSnapshotService");

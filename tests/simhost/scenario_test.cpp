@@ -177,6 +177,8 @@ TEST(ScenarioTest, HandWrittenScenariosAreExpanded) {
             "bad.json: /machines/0/disks/0/path: a disk needs a path");
   EXPECT_EQ(ErrorOf(head + R"("machines": [{"name": "a", "memoryMb": -1}]})"),
             "bad.json: /machines/0/memoryMb: is out of range");
+  EXPECT_EQ(ErrorOf(head + R"("machines": [{"name": "a", "version": "5.0"}]})"),
+            "bad.json: /machines/0/version: the host does not list this configuration version");
   EXPECT_EQ(ErrorOf(head + R"("machines": [], "namespaces": {}})"),
             "bad.json: /machines: belongs to a hand-written scenario, which has no \"namespaces\"");
 }
