@@ -69,9 +69,10 @@ std::uint32_t AnswerAfterJob(MethodCall& call, const std::wstring& key, Answer& 
 std::wstring RefusalText(TrackingRefusal refusal) {
   switch (refusal) {
     case TrackingRefusal::Disabled:
-      return L"Change Tracking is not enabled for the virtual disk. (0xC03A002A)";
+      return L"Change tracking is disabled for the specified virtual hard disk, so no change "
+             L"tracking information is available. (0xC03A002A)";
     case TrackingRefusal::Invalid:
-      return L"The specified change tracking identifier is invalid. (0xC03A0029)";
+      return L"The specified change tracking identifier is not valid. (0xC03A0029)";
     case TrackingRefusal::Missing:
       break;
   }

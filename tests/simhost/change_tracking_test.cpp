@@ -74,10 +74,14 @@ TEST_F(ChangeTrackingTest, MergingHandsTheWritesToTheParent) {
 
 TEST_F(ChangeTrackingTest, EachRefusalCarriesItsOwnStatus) {
   const std::wstring id = Core().Disks().IssueTrackingId(kBase);
-  EXPECT_NE(Refusal(kBase, L"rctX:nonsense").find(L"identifier is invalid. (0xC03A0029)"),
+  EXPECT_NE(Refusal(kBase, L"rctX:nonsense")
+                .find(L"The specified change tracking identifier is not valid. (0xC03A0029)"),
             std::wstring::npos);
   CreateDiskFile(Core(), L"D:\\old.vhd", 1 << 20, L"");
-  EXPECT_NE(Refusal(L"D:\\old.vhd", id).find(L"(0xC03A002A)"), std::wstring::npos);
+  EXPECT_NE(Refusal(L"D:\\old.vhd", id)
+                .find(L"Change tracking is disabled for the specified virtual hard disk, so no "
+                      L"change tracking information is available. (0xC03A002A)"),
+            std::wstring::npos);
   const std::wstring notYetIssued = id.substr(0, id.size() - 8) + L"00000001";
   EXPECT_NE(Refusal(kBase, notYetIssued)
                 .find(L"There is no change tracking data available "
