@@ -5,6 +5,7 @@
 #include "quorvane/exceptions.h"
 #include "wmi/wmi_job.h"
 #include "wmi/wmi_read.h"
+#include "wmi/wql_string.h"
 
 namespace quorvane {
 namespace {
@@ -88,7 +89,7 @@ std::wstring FindSwitch(IWmiService& service, const std::wstring& name) {
     return L"";
   }
   const auto found =
-      service.ExecQuery(L"Select * from Msvm_VirtualEthernetSwitch where Name=\"" + name + L"\"");
+      service.ExecQuery(L"Select * from Msvm_VirtualEthernetSwitch where Name=" + WqlString(name));
   if (found.empty()) {
     throw DefaultException(kLibraryErrorCode, L"Cannot find switch");
   }

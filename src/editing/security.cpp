@@ -3,6 +3,7 @@
 #include "editing/resource_settings.h"
 #include "quorvane/exceptions.h"
 #include "wmi/wmi_job.h"
+#include "wmi/wql_string.h"
 
 namespace quorvane {
 namespace {
@@ -35,8 +36,8 @@ WmiObjectPtr RunCmdlet(const WmiServicePtr& hostGuardian, const wchar_t* classNa
 }
 
 WmiObjectPtr FindOrMakeGuardian(const WmiServicePtr& hostGuardian) {
-  const auto found = hostGuardian->ExecQuery(
-      std::wstring(L"SELECT * FROM MSFT_HgsGuardian WHERE Name = \"") + kGuardianName + L"\"");
+  const auto found = hostGuardian->ExecQuery(L"SELECT * FROM MSFT_HgsGuardian WHERE Name = " +
+                                             WqlString(kGuardianName));
   if (!found.empty()) {
     return found.front();
   }

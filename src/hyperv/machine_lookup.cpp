@@ -2,6 +2,7 @@
 
 #include "quorvane/exceptions.h"
 #include "wmi/wmi_read.h"
+#include "wmi/wql_string.h"
 
 namespace quorvane {
 namespace {
@@ -23,17 +24,17 @@ WmiObjectPtr FirstSettings(IWmiService& service, const std::wstring& query,
 WmiObjectPtr FindSettingsByConfigurationId(IWmiService& service,
                                            const std::wstring& configurationId) {
   return FirstSettings(service,
-                       L"SELECT * FROM Msvm_VirtualSystemSettingData WHERE ConfigurationID = \"" +
-                           configurationId + L"\"",
+                       L"SELECT * FROM Msvm_VirtualSystemSettingData WHERE ConfigurationID = " +
+                           WqlString(configurationId),
                        configurationId);
 }
 
 WmiObjectPtr FindRealizedSettingsBySystemId(IWmiService& service, const std::wstring& systemId) {
   return FirstSettings(service,
                        L"SELECT * FROM Msvm_VirtualSystemSettingData WHERE VirtualSystemIdentifier "
-                       L"= \"" +
-                           systemId + L"\" AND VirtualSystemType = \"" + kRealizedSystemType +
-                           L"\"",
+                       L"= " +
+                           WqlString(systemId) + L" AND VirtualSystemType = " +
+                           WqlString(kRealizedSystemType),
                        systemId);
 }
 

@@ -5,6 +5,7 @@
 #include "util/creation.h"
 #include "wmi/datetime.h"
 #include "wmi/wmi_read.h"
+#include "wmi/wql_string.h"
 
 namespace quorvane {
 
@@ -17,7 +18,7 @@ void MachineEnumerator::Reset() {
   std::wstring query = L"Select * from Msvm_VirtualSystemSettingData";
   std::wstring wantedType = kRealizedSystemType;
   if (!systemId_.empty()) {
-    query += L" where VirtualSystemIdentifier=\"" + systemId_ + L"\"";
+    query += L" where VirtualSystemIdentifier=" + WqlString(systemId_);
     wantedType = kRealizedSnapshotType;
   }
   for (const auto& settings : service_->ExecQuery(query)) {

@@ -139,7 +139,8 @@ IMachineInfo* SnapshotManagement::GetSnapshotInfo(const wchar_t* snapshotId) {
 }
 
 IMachineEnumerator* SnapshotManagement::EnumerateSnapshots() {
-  return MachineEnumerator::Create(service_, machineId_);
+  // An empty identifier would list the host's machines instead of this machine's checkpoints.
+  return MachineEnumerator::Create(service_, RequireNonEmpty(machineId_, L"Machine id"));
 }
 
 IChangeEnumerator* SnapshotManagement::GetChangeEnumerator(const wchar_t* changeTrackingId) {

@@ -34,4 +34,12 @@ inline std::wstring RequireText(const wchar_t* value, const wchar_t* what) {
   return value;
 }
 
+// For an identifier that a query would read as "no condition" when empty.
+inline const std::wstring& RequireNonEmpty(const std::wstring& value, const wchar_t* what) {
+  if (value.empty()) {
+    throw DefaultException(kLibraryErrorCode, (std::wstring(what) + L" must not be empty").c_str());
+  }
+  return value;
+}
+
 }  // namespace quorvane
