@@ -3,9 +3,9 @@
 #include "editing/resource_settings.h"
 #include "platform/platform.h"
 #include "quorvane/exceptions.h"
+#include "util/text.h"
 #include "wmi/wmi_job.h"
 #include "wmi/wmi_read.h"
-#include "wmi/wql_string.h"
 
 namespace quorvane {
 namespace {
@@ -88,8 +88,8 @@ std::wstring FindSwitch(IWmiService& service, const std::wstring& name) {
   if (name.empty()) {
     return L"";
   }
-  const auto found =
-      service.ExecQuery(L"Select * from Msvm_VirtualEthernetSwitch where Name=" + WqlString(name));
+  const auto found = service.ExecQuery(L"Select * from Msvm_VirtualEthernetSwitch where Name=" +
+                                       QuotedLiteral(name));
   if (found.empty()) {
     throw DefaultException(kLibraryErrorCode, L"Cannot find switch");
   }

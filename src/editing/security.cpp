@@ -2,8 +2,8 @@
 
 #include "editing/resource_settings.h"
 #include "quorvane/exceptions.h"
+#include "util/text.h"
 #include "wmi/wmi_job.h"
-#include "wmi/wql_string.h"
 
 namespace quorvane {
 namespace {
@@ -37,7 +37,7 @@ WmiObjectPtr RunCmdlet(const WmiServicePtr& hostGuardian, const wchar_t* classNa
 
 WmiObjectPtr FindOrMakeGuardian(const WmiServicePtr& hostGuardian) {
   const auto found = hostGuardian->ExecQuery(L"SELECT * FROM MSFT_HgsGuardian WHERE Name = " +
-                                             WqlString(kGuardianName));
+                                             QuotedLiteral(kGuardianName));
   if (!found.empty()) {
     return found.front();
   }

@@ -1,8 +1,8 @@
 #include "hyperv/machine_lookup.h"
 
 #include "quorvane/exceptions.h"
+#include "util/text.h"
 #include "wmi/wmi_read.h"
-#include "wmi/wql_string.h"
 
 namespace quorvane {
 namespace {
@@ -25,7 +25,7 @@ WmiObjectPtr FindSettingsByConfigurationId(IWmiService& service,
                                            const std::wstring& configurationId) {
   return FirstSettings(service,
                        L"SELECT * FROM Msvm_VirtualSystemSettingData WHERE ConfigurationID = " +
-                           WqlString(configurationId),
+                           QuotedLiteral(configurationId),
                        configurationId);
 }
 
@@ -33,8 +33,8 @@ WmiObjectPtr FindRealizedSettingsBySystemId(IWmiService& service, const std::wst
   return FirstSettings(service,
                        L"SELECT * FROM Msvm_VirtualSystemSettingData WHERE VirtualSystemIdentifier "
                        L"= " +
-                           WqlString(systemId) + L" AND VirtualSystemType = " +
-                           WqlString(kRealizedSystemType),
+                           QuotedLiteral(systemId) + L" AND VirtualSystemType = " +
+                           QuotedLiteral(kRealizedSystemType),
                        systemId);
 }
 

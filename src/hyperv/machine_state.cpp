@@ -1,7 +1,7 @@
 #include "hyperv/machine_state.h"
 
 #include "quorvane/exceptions.h"
-#include "wmi/wql_string.h"
+#include "util/text.h"
 
 namespace quorvane {
 namespace {
@@ -12,7 +12,7 @@ constexpr std::uint32_t kStatusOk = 2;
 
 WmiObjectPtr FindMachine(IWmiService& service, const std::wstring& machine) {
   auto found =
-      service.ExecQuery(L"Select * from Msvm_ComputerSystem where Name=" + WqlString(machine));
+      service.ExecQuery(L"Select * from Msvm_ComputerSystem where Name=" + QuotedLiteral(machine));
   if (found.empty()) {
     throw VmNotFoundException(kLibraryErrorCode, (L"Cannot find machine: " + machine).c_str());
   }

@@ -3,9 +3,9 @@
 #include "hyperv/machine_lookup.h"
 #include "inventory/machine_info.h"
 #include "util/creation.h"
+#include "util/text.h"
 #include "wmi/datetime.h"
 #include "wmi/wmi_read.h"
-#include "wmi/wql_string.h"
 
 namespace quorvane {
 
@@ -18,7 +18,7 @@ void MachineEnumerator::Reset() {
   std::wstring query = L"Select * from Msvm_VirtualSystemSettingData";
   std::wstring wantedType = kRealizedSystemType;
   if (!systemId_.empty()) {
-    query += L" where VirtualSystemIdentifier=" + WqlString(systemId_);
+    query += L" where VirtualSystemIdentifier=" + QuotedLiteral(systemId_);
     wantedType = kRealizedSnapshotType;
   }
   for (const auto& settings : service_->ExecQuery(query)) {

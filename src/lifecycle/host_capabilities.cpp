@@ -2,8 +2,8 @@
 
 #include "lifecycle/machine_management.h"
 #include "util/number_text.h"
+#include "util/text.h"
 #include "wmi/wmi_read.h"
-#include "wmi/wql_string.h"
 
 namespace quorvane {
 namespace {
@@ -11,7 +11,7 @@ namespace {
 // The first settings object of `className` with this caption, if any.
 WmiObjectPtr Template(IWmiService& service, const wchar_t* className, const wchar_t* caption) {
   const auto found = service.ExecQuery(std::wstring(L"Select * from ") + className +
-                                       L" where Caption=" + WqlString(caption));
+                                       L" where Caption=" + QuotedLiteral(caption));
   return found.empty() ? nullptr : found.front();
 }
 

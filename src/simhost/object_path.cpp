@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "util/case_insensitive.h"
+#include "util/text.h"
 
 namespace quorvane::sim {
 namespace {
@@ -129,18 +130,6 @@ class PathParser {
   std::size_t pos_ = 0;
 };
 
-std::wstring Quote(std::wstring_view value) {
-  std::wstring out = L"\"";
-  for (const wchar_t c : value) {
-    if (c == L'\\' || c == L'"') {
-      out.push_back(L'\\');
-    }
-    out.push_back(c);
-  }
-  out.push_back(L'"');
-  return out;
-}
-
 void SortKeys(std::vector<std::pair<std::wstring, std::wstring>>& keys) {
   std::sort(keys.begin(), keys.end(),
             [](const auto& a, const auto& b) { return CompareNoCase(a.first, b.first) < 0; });
@@ -158,7 +147,7 @@ std::wstring FormatRelativePath(std::wstring_view className,
   std::wstring out(className);
   for (std::size_t i = 0; i < keys.size(); ++i) {
     out += i == 0 ? L"." : L",";
-    out += keys[i].first + L"=" + Quote(keys[i].second);
+    out += keys[i].first + L"=" + QuotedLiteral(keys[i].second);
   }
   return out;
 }

@@ -106,4 +106,18 @@ std::wstring FromUtf8(std::string_view utf8) {
   return out;
 }
 
+std::wstring QuotedLiteral(std::wstring_view text) {
+  std::wstring literal;
+  literal.reserve(text.size() + 2);
+  literal.push_back(L'"');
+  for (const wchar_t c : text) {
+    if (c == L'"' || c == L'\\') {
+      literal.push_back(L'\\');
+    }
+    literal.push_back(c);
+  }
+  literal.push_back(L'"');
+  return literal;
+}
+
 }  // namespace quorvane

@@ -21,6 +21,12 @@ inline bool IsAscii(std::wstring_view text) {
   return true;
 }
 
+// `text` in double quotes, with each backslash and double quote preceded by a backslash: the
+// form of a WQL string literal and of a key value in an object path, which WMI reads back as
+// exactly `text`. Every query that holds a caller's text writes it this way, so that no text can
+// end the literal and add a condition of its own.
+std::wstring QuotedLiteral(std::wstring_view text);
+
 // A null pointer reads as the empty string.
 inline std::wstring WideOrEmpty(const wchar_t* text) {
   return text ? std::wstring(text) : L"";
