@@ -7,6 +7,9 @@
 namespace quorvane {
 namespace {
 
+// Realized, recovery and planned checkpoints alike.
+constexpr wchar_t kSnapshotTypePrefix[] = L"Microsoft:Hyper-V:Snapshot:";
+
 WmiObjectPtr FirstSettings(IWmiService& service, const std::wstring& query,
                            const std::wstring& id) {
   // The service itself is not needed: the lookup is a probe whose failure (no management
@@ -27,6 +30,15 @@ WmiObjectPtr FindSettingsByConfigurationId(IWmiService& service,
                        L"SELECT * FROM Msvm_VirtualSystemSettingData WHERE ConfigurationID = " +
                            QuotedLiteral(configurationId),
                        configurationId);
+}
+
+WmiObjectPtr FindCheckpointSettings(IWmiService& service, const std::wstring& snapshotId) {
+  auto settings = FindSettingsByConfigurationId(service, snapshotId);
+  if (ReadText(*settings, L"VirtualSystemType").rfind(kSnapshotTypePrefix, 0) != 0) {
+    throw DefaultException(kLibraryErrorCode,
+                           (L"Snapshot id names no checkpoint: " + snapshotId).c_str());
+  }
+  return settings;
 }
 
 WmiObjectPtr FindRealizedSettingsBySystemId(IWmiService& service, const std::wstring& systemId) {

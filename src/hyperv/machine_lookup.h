@@ -14,6 +14,11 @@ inline constexpr wchar_t kRealizedSnapshotType[] = L"Microsoft:Hyper-V:Snapshot:
 WmiObjectPtr FindSettingsByConfigurationId(IWmiService& service,
                                            const std::wstring& configurationId);
 
+// The same for a checkpoint's identifier: settings that are not a checkpoint's (a machine's id
+// given where a checkpoint's is expected) are refused with a library error, so that no
+// checkpoint operation acts on a machine.
+WmiObjectPtr FindCheckpointSettings(IWmiService& service, const std::wstring& snapshotId);
+
 // The realized (live) settings of the machine whose "VirtualSystemIdentifier" is `systemId`.
 WmiObjectPtr FindRealizedSettingsBySystemId(IWmiService& service, const std::wstring& systemId);
 

@@ -28,13 +28,15 @@ bool IsVersion62OrLater(const std::wstring& version) {
   return major > 6 || (major == 6 && minor >= 2);
 }
 
-MachineInfo* MachineInfo::Create(WmiServicePtr service, std::wstring configurationId) {
+MachineInfo* MachineInfo::Create(WmiServicePtr service, std::wstring configurationId,
+                                 bool checkpointOnly) {
   return CreateLoaded<MachineInfo>([](MachineInfo& info) { info.Load(); }, std::move(service),
-                                   std::move(configurationId));
+                                   std::move(configurationId), checkpointOnly);
 }
 
 void MachineInfo::Load() {
-  const auto settings = FindSettingsByConfigurationId(*service_, id_);
+  const auto settings = checkpointOnly_ ? FindCheckpointSettings(*service_, id_)
+                                        : FindSettingsByConfigurationId(*service_, id_);
   name_ = ReadText(*settings, L"ElementName");
   memory_ = FirstQuantity(*settings, L"Msvm_MemorySettingData");
   processors_ = FirstQuantity(*settings, L"Msvm_ProcessorSettingData");

@@ -14,10 +14,12 @@ bool IsVersion62OrLater(const std::wstring& version);
 class MachineInfo final : public IMachineInfo {
  public:
   // Null when memory is short; a failed load raises and leaves nothing behind.
-  static MachineInfo* Create(WmiServicePtr service, std::wstring configurationId);
+  // With `checkpointOnly`, an id that names no checkpoint is refused.
+  static MachineInfo* Create(WmiServicePtr service, std::wstring configurationId,
+                             bool checkpointOnly = false);
 
-  MachineInfo(WmiServicePtr service, std::wstring id)
-      : service_(std::move(service)), id_(std::move(id)) {}
+  MachineInfo(WmiServicePtr service, std::wstring id, bool checkpointOnly)
+      : service_(std::move(service)), id_(std::move(id)), checkpointOnly_(checkpointOnly) {}
 
   void Release() override { delete this; }
   const wchar_t* GetName() override { return name_.c_str(); }
@@ -42,6 +44,7 @@ class MachineInfo final : public IMachineInfo {
 
   WmiServicePtr service_;
   std::wstring id_;
+  bool checkpointOnly_;
   std::wstring name_;
   std::int64_t memory_ = 0;
   std::int64_t processors_ = 0;

@@ -1,6 +1,7 @@
 // A caller's text never becomes part of a query: an identifier that carries quotes and a
 // condition of its own names nothing, and a machine whose identifier and name carry quotes,
-// backslashes and characters of any kind is found, listed and deleted, and only it.
+// backslashes and characters of any kind is found, listed and deleted, and only it. An
+// identifier of the wrong kind is refused.
 #include <random>
 
 #include "public_fixture.h"
@@ -140,6 +141,30 @@ TEST(InjectionTest, AnEmptyMachineIdListsNoCheckpoints) {
   const auto e = Raised([&] { Own(v.Snapshots(L"")->EnumerateSnapshots()); });
   EXPECT_EQ(e.GetErrorCode(), kLibraryErrorCode);
   EXPECT_STREQ(e.GetMessageDescription(), L"Machine id must not be empty");
+}
+
+// A machine's identifier where a checkpoint's is expected finds the machine's own settings; no
+// checkpoint operation may act on them.
+TEST(InjectionTest, CheckpointOperationsRefuseAMachineId) {
+  Victims v;
+  const auto before = v.World();
+  const auto snapshots = v.Snapshots(v.running.c_str());
+  const wchar_t* machine = v.running.c_str();
+  const std::wstring expected = L"Snapshot id names no checkpoint: " + v.running;
+  const std::function<void()> operations[] = {
+      [&] { snapshots->RenameSnapshot(machine, L"renamed"); },
+      [&] { snapshots->ApplySnapshot(machine); },
+      [&] { snapshots->DestroySnapshot(machine, false); },
+      [&] { snapshots->DestroySnapshot(machine, true); },
+      [&] { Own(snapshots->GetSnapshotInfo(machine)); },
+  };
+  for (const auto& operation : operations) {
+    const auto e = Raised(operation);
+    EXPECT_EQ(e.GetErrorCode(), kLibraryErrorCode);
+    EXPECT_EQ(std::wstring(e.GetMessageDescription()), expected);
+  }
+  EXPECT_FALSE(snapshots->IsRecoverySnapshot(machine));
+  EXPECT_EQ(v.World(), before);
 }
 
 // Identifiers and names of every kind of character, including what WQL and object paths
