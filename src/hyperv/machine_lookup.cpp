@@ -1,6 +1,7 @@
 #include "hyperv/machine_lookup.h"
 
 #include "quorvane/exceptions.h"
+#include "util/case_insensitive.h"
 #include "util/text.h"
 #include "wmi/wmi_read.h"
 
@@ -32,11 +33,17 @@ WmiObjectPtr FindSettingsByConfigurationId(IWmiService& service,
                        configurationId);
 }
 
-WmiObjectPtr FindCheckpointSettings(IWmiService& service, const std::wstring& snapshotId) {
+WmiObjectPtr FindCheckpointSettings(IWmiService& service, const std::wstring& snapshotId,
+                                    const std::wstring& machineId) {
   auto settings = FindSettingsByConfigurationId(service, snapshotId);
   if (ReadText(*settings, L"VirtualSystemType").rfind(kSnapshotTypePrefix, 0) != 0) {
     throw DefaultException(kLibraryErrorCode,
                            (L"Snapshot id names no checkpoint: " + snapshotId).c_str());
+  }
+  if (!EqualsNoCase(ReadText(*settings, L"VirtualSystemIdentifier"), machineId)) {
+    throw DefaultException(
+        kLibraryErrorCode,
+        (L"Snapshot id names a checkpoint of another machine: " + snapshotId).c_str());
   }
   return settings;
 }

@@ -14,10 +14,12 @@ inline constexpr wchar_t kRealizedSnapshotType[] = L"Microsoft:Hyper-V:Snapshot:
 WmiObjectPtr FindSettingsByConfigurationId(IWmiService& service,
                                            const std::wstring& configurationId);
 
-// The same for a checkpoint's identifier: settings that are not a checkpoint's (a machine's id
-// given where a checkpoint's is expected) are refused with a library error, so that no
-// checkpoint operation acts on a machine.
-WmiObjectPtr FindCheckpointSettings(IWmiService& service, const std::wstring& snapshotId);
+// The same for the identifier of one of the machine's checkpoints: settings that are not a
+// checkpoint's (a machine's id given where a checkpoint's is expected), or a checkpoint of
+// another machine, are refused with a library error, so that a checkpoint operation acts on
+// nothing but a checkpoint of its machine.
+WmiObjectPtr FindCheckpointSettings(IWmiService& service, const std::wstring& snapshotId,
+                                    const std::wstring& machineId);
 
 // The realized (live) settings of the machine whose "VirtualSystemIdentifier" is `systemId`.
 WmiObjectPtr FindRealizedSettingsBySystemId(IWmiService& service, const std::wstring& systemId);

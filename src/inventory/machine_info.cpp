@@ -29,14 +29,14 @@ bool IsVersion62OrLater(const std::wstring& version) {
 }
 
 MachineInfo* MachineInfo::Create(WmiServicePtr service, std::wstring configurationId,
-                                 bool checkpointOnly) {
+                                 std::optional<std::wstring> checkpointOf) {
   return CreateLoaded<MachineInfo>([](MachineInfo& info) { info.Load(); }, std::move(service),
-                                   std::move(configurationId), checkpointOnly);
+                                   std::move(configurationId), std::move(checkpointOf));
 }
 
 void MachineInfo::Load() {
-  const auto settings = checkpointOnly_ ? FindCheckpointSettings(*service_, id_)
-                                        : FindSettingsByConfigurationId(*service_, id_);
+  const auto settings = checkpointOf_ ? FindCheckpointSettings(*service_, id_, *checkpointOf_)
+                                      : FindSettingsByConfigurationId(*service_, id_);
   name_ = ReadText(*settings, L"ElementName");
   memory_ = FirstQuantity(*settings, L"Msvm_MemorySettingData");
   processors_ = FirstQuantity(*settings, L"Msvm_ProcessorSettingData");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "quorvane/inventory.h"
@@ -14,12 +15,12 @@ bool IsVersion62OrLater(const std::wstring& version);
 class MachineInfo final : public IMachineInfo {
  public:
   // Null when memory is short; a failed load raises and leaves nothing behind.
-  // With `checkpointOnly`, an id that names no checkpoint is refused.
+  // With `checkpointOf`, an id that names no checkpoint of that machine is refused.
   static MachineInfo* Create(WmiServicePtr service, std::wstring configurationId,
-                             bool checkpointOnly = false);
+                             std::optional<std::wstring> checkpointOf = std::nullopt);
 
-  MachineInfo(WmiServicePtr service, std::wstring id, bool checkpointOnly)
-      : service_(std::move(service)), id_(std::move(id)), checkpointOnly_(checkpointOnly) {}
+  MachineInfo(WmiServicePtr service, std::wstring id, std::optional<std::wstring> checkpointOf)
+      : service_(std::move(service)), id_(std::move(id)), checkpointOf_(std::move(checkpointOf)) {}
 
   void Release() override { delete this; }
   const wchar_t* GetName() override { return name_.c_str(); }
@@ -44,7 +45,7 @@ class MachineInfo final : public IMachineInfo {
 
   WmiServicePtr service_;
   std::wstring id_;
-  bool checkpointOnly_;
+  std::optional<std::wstring> checkpointOf_;
   std::wstring name_;
   std::int64_t memory_ = 0;
   std::int64_t processors_ = 0;

@@ -104,7 +104,7 @@ bool SnapshotManagement::IsRecoverySnapshot(const wchar_t* snapshotId) {
 
 void SnapshotManagement::RunOnSnapshot(const wchar_t* methodName, const wchar_t* parameter,
                                        const wchar_t* snapshotId) {
-  const auto settings = FindCheckpointSettings(*service_, SnapshotId(snapshotId));
+  const auto settings = FindCheckpointSettings(*service_, SnapshotId(snapshotId), machineId_);
   const auto snapshotService = service_->QueryFirst(L"Msvm_VirtualSystemSnapshotService");
   const auto method = snapshotService->CreateMethod(methodName);
   method->SetParameter(parameter, WmiValue::String(settings->GetPath()));
@@ -127,7 +127,7 @@ void SnapshotManagement::RenameSnapshot(const wchar_t* snapshotId, const wchar_t
   const std::wstring newName = RequireText(name, L"Snapshot name");
   const auto managementService = service_->QueryFirst(L"Msvm_VirtualSystemManagementService");
   const auto method = managementService->CreateMethod(L"ModifySystemSettings");
-  const auto settings = FindCheckpointSettings(*service_, SnapshotId(snapshotId));
+  const auto settings = FindCheckpointSettings(*service_, SnapshotId(snapshotId), machineId_);
   settings->SetProperty(L"ElementName", WmiValue::String(newName));
   service_->PutInstance(settings);
   method->SetParameter(L"SystemSettings", WmiValue::String(settings->GetText()));
@@ -135,7 +135,7 @@ void SnapshotManagement::RenameSnapshot(const wchar_t* snapshotId, const wchar_t
 }
 
 IMachineInfo* SnapshotManagement::GetSnapshotInfo(const wchar_t* snapshotId) {
-  return MachineInfo::Create(service_, SnapshotId(snapshotId), true);
+  return MachineInfo::Create(service_, SnapshotId(snapshotId), machineId_);
 }
 
 IMachineEnumerator* SnapshotManagement::EnumerateSnapshots() {

@@ -165,6 +165,15 @@ TEST(InjectionTest, CheckpointOperationsRefuseAMachineId) {
   }
   EXPECT_FALSE(snapshots->IsRecoverySnapshot(machine));
   EXPECT_EQ(v.World(), before);
+
+  // A checkpoint of the victim is no checkpoint of "x".
+  const auto checkpoint = v.host.AddSnapshot(v.running, L"second");
+  const auto ofX = v.Snapshots(v.x.c_str());
+  const auto e = Raised([&] { ofX->DestroySnapshot(checkpoint.c_str(), false); });
+  EXPECT_EQ(std::wstring(e.GetMessageDescription()),
+            L"Snapshot id names a checkpoint of another machine: " + checkpoint);
+  EXPECT_EQ(std::wstring(Own(v.Snapshots(machine)->GetSnapshotInfo(checkpoint.c_str()))->GetName()),
+            L"second");
 }
 
 // Identifiers and names of every kind of character, including what WQL and object paths

@@ -1,5 +1,8 @@
 #include "lookup.h"
 
+#include <algorithm>
+#include <cwctype>
+#include <iterator>
 #include <vector>
 
 #include "session.h"
@@ -14,6 +17,21 @@ bool SameId(const std::wstring& a, const std::wstring& b) {
   }
   for (std::size_t i = 0; i < a.size(); ++i) {
     if (towlower(a[i]) != towlower(b[i])) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// The text form of a GUID, without braces: 8-4-4-4-12 hexadecimal digits.
+bool IsGuidText(const std::wstring& text) {
+  constexpr std::size_t kDashes[] = {8, 13, 18, 23};
+  if (text.size() != 36) {
+    return false;
+  }
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool dash = std::find(std::begin(kDashes), std::end(kDashes), i) != std::end(kDashes);
+    if (dash ? text[i] != L'-' : !iswxdigit(text[i])) {
       return false;
     }
   }
@@ -74,12 +92,15 @@ std::wstring FindCheckpoint(IQuorvane& root, const MachineRef& machine, const st
   try {
     return Pick(entries, text, "checkpoint", " on " + Utf8(machine.name)).id;
   } catch (const UsageError&) {
-    // Recovery checkpoints are not listed with the others: they are named by their id.
+    // Recovery checkpoints are not listed with the others: they are named by their id, and
+    // the library takes only one of this machine's.
     const std::wstring id = Wide(text);
-    try {
-      Own(snapshots->GetSnapshotInfo(id.c_str()));
-      return id;
-    } catch (const ObjectNotFoundException&) {
+    if (IsGuidText(id)) {
+      try {
+        Own(snapshots->GetSnapshotInfo(id.c_str()));
+        return id;
+      } catch (const DefaultException&) {
+      }
     }
     throw;
   }
