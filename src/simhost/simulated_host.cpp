@@ -5,10 +5,10 @@
 
 #include "quorvane/exceptions.h"
 #include "simhost/cim_value.h"
-#include "simhost/file_replace.h"
 #include "simhost/hyperv_model.h"
 #include "simhost/scenario.h"
 #include "util/case_insensitive.h"
+#include "util/file_replace.h"
 #include "util/text.h"
 
 namespace quorvane::sim {

@@ -1,6 +1,6 @@
 // The road of an incremental backup: change tracking identifiers of a recovery checkpoint, the
 // byte ranges changed since one, and (on the simulated host) the guest's writes between them.
-#include <fstream>
+#include <filesystem>
 #include <memory>
 
 #include "commands.h"
@@ -8,6 +8,7 @@
 #include "output.h"
 #include "progress.h"
 #include "utf8.h"
+#include "util/file_replace.h"
 
 namespace quorvane::cli {
 namespace {
@@ -39,9 +40,8 @@ void ChangeTrackingIds(Session& session, const Arguments& arguments) {
                     {"changeTrackingId", Utf8(ids->GetChangeTrackingId())}});
   }
   if (!arguments.file.empty()) {
-    std::ofstream out(arguments.file, std::ios::binary | std::ios::trunc);
-    out << json.dump(2) << "\n";
-    if (!out.flush()) {
+    if (!ReplaceFileContents(std::u8string(arguments.file.begin(), arguments.file.end()),
+                             json.dump(2) + "\n")) {
       throw std::runtime_error(arguments.file + ": cannot be written");
     }
   }

@@ -4,19 +4,12 @@
 #include <ctime>
 
 namespace quorvane::cli {
-namespace {
 
-void Write(const std::string& text) {
-  std::fwrite(text.data(), 1, text.size(), stdout);
+void Emit(Session& session, const Json& json, const std::string& text) {
+  session.Print(session.Json() ? json.dump(2) + "\n" : text);
 }
 
-}  // namespace
-
-void Emit(const Session& session, const Json& json, const std::string& text) {
-  Write(session.Json() ? json.dump(2) + "\n" : text);
-}
-
-void Emit(const Session& session, const Json& json, const Table& table) {
+void Emit(Session& session, const Json& json, const Table& table) {
   Emit(session, json, table.Render());
 }
 

@@ -12,8 +12,8 @@ namespace quorvane::cli {
 using Json = nlohmann::ordered_json;
 
 // Prints the command's result: the JSON for scripts (--json), else the text for people.
-void Emit(const Session& session, const Json& json, const std::string& text);
-void Emit(const Session& session, const Json& json, const Table& table);
+void Emit(Session& session, const Json& json, const std::string& text);
+void Emit(Session& session, const Json& json, const Table& table);
 
 // Names and formats shared by the commands.
 std::string StateName(std::uint32_t enabledState);

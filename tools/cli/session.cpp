@@ -1,5 +1,6 @@
 #include "session.h"
 
+#include <cstdio>
 #include <cstdlib>
 
 #include "password.h"
@@ -30,6 +31,9 @@ Session::Session(const Options& options)
     return;
   }
 #endif
+  if (save_) {
+    lock_.emplace(scenario_);
+  }
   simulated_ = options.scenario.empty() ? sim::SimulatedHost::Default()
                                         : sim::SimulatedHost::LoadScenario(options.scenario);
   root_ = Own(simulated_->CreateQuorvane());
@@ -46,6 +50,8 @@ void Session::Finish() {
   if (save_ && simulated_) {
     simulated_->SaveScenario(scenario_);
   }
+  std::fwrite(report_.data(), 1, report_.size(), stdout);
+  report_.clear();
 }
 
 }  // namespace quorvane::cli

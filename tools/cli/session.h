@@ -6,6 +6,7 @@
 
 #include "quorvane/quorvane.h"
 #include "quorvane/simulated_host.h"
+#include "scenario_lock.h"
 
 namespace quorvane::cli {
 
@@ -31,15 +32,21 @@ class Session {
   bool Json() const { return json_; }
   // The simulated host, for the commands that play its guests; UsageError on a real host.
   sim::SimulatedHost& Simulated();
-  // Writes the simulated host back to its scenario when asked to.
+  // Adds to what the run prints. It is held until the run ends well, so that a step is reported
+  // only once its scenario is saved.
+  void Print(const std::string& text) { report_ += text; }
+  // Writes the simulated host back to its scenario when asked to, then prints the report.
   void Finish();
 
  private:
+  // Taken before the scenario is read, when the run will write it back.
+  std::optional<ScenarioLock> lock_;
   std::optional<sim::SimulatedHost> simulated_;
   Owned<IQuorvane> root_;
   std::string scenario_;
   bool save_ = false;
   bool json_ = false;
+  std::string report_;
 };
 
 }  // namespace quorvane::cli

@@ -1,4 +1,4 @@
-#include "simhost/file_replace.h"
+#include "util/file_replace.h"
 
 #include <cstdio>
 #include <random>
@@ -10,7 +10,7 @@
 #include <unistd.h>
 #endif
 
-namespace quorvane::sim {
+namespace quorvane {
 namespace {
 
 bool FlushToDisk(std::FILE* stream) {
@@ -64,4 +64,4 @@ bool ReplaceFileContents(const std::filesystem::path& file, std::string_view tex
   return true;
 }
 
-}  // namespace quorvane::sim
+}  // namespace quorvane

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <string_view>
 
-namespace quorvane::sim {
+namespace quorvane {
 
 // Replaces the contents of `file` with `text` so that the file is, at every moment, either its
 // old contents or its new: the text goes to a new file beside it, reaches the disk, and then
@@ -11,4 +11,4 @@ namespace quorvane::sim {
 // be done.
 bool ReplaceFileContents(const std::filesystem::path& file, std::string_view text);
 
-}  // namespace quorvane::sim
+}  // namespace quorvane
