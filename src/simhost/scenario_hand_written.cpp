@@ -1,5 +1,8 @@
 #include "simhost/scenario_hand_written.h"
 
+#include <string_view>
+#include <vector>
+
 #include "quorvane/exceptions.h"
 #include "simhost/hyperv_model.h"
 #include "simhost/scenario_reading.h"
@@ -46,36 +49,65 @@ std::uint16_t StateOf(const json& machine, const std::string& place) {
   Reject(place + "/state", "expected \"running\", \"off\", \"saved\" or \"paused\"");
 }
 
+// The largest virtual disk, a VHDX of 64 TiB.
+constexpr std::uint64_t kLargestDiskGb = 64 * 1024;
+
+constexpr std::string_view kParentStep = "/parent";
+
 // A disk file and the chain below it: a path, or {"path", "sizeGb", "parent"} with the parent
-// given the same way. Files already made are reused. Returns the path.
+// given the same way. Files already made are reused when they stand on the same parent. Returns
+// the path. The chain is walked without recursion, so that its depth costs no more than its
+// length.
 std::wstring MakeDiskChain(HostCore& host, const json& disk, const std::string& place) {
-  if (disk.is_string()) {
-    const std::wstring path = FromUtf8(disk.get<std::string>());
-    if (host.Disks().Find(path) == nullptr) {
-      CreateDiskFile(host, path, kDefaultDiskSize, L"");
+  std::vector<const json*> chain;  // from the top down to the base
+  for (const json* entry = &disk;; entry = &entry->at("parent")) {
+    chain.push_back(entry);
+    if (!entry->is_object() || !entry->contains("parent")) {
+      break;
     }
-    return path;
   }
-  RequireObject(disk, place);
-  RejectUnknownKeys(disk, {"path", "sizeGb", "parent"}, place);
-  const std::wstring path = Text(disk, "path", place);
-  if (path.empty()) {
-    Reject(place + "/path", "a disk needs a path");
+  // The place of the entry in hand, from the base up: one step shorter each time.
+  std::string where = place;
+  for (std::size_t i = 1; i < chain.size(); ++i) {
+    where += kParentStep;
   }
   std::wstring parent;
-  if (disk.contains("parent")) {
-    parent = MakeDiskChain(host, disk.at("parent"), place + "/parent");
+  for (std::size_t depth = chain.size(); depth-- > 0;
+       where.resize(where.size() - (depth > 0 ? kParentStep.size() : 0))) {
+    const json& entry = *chain[depth];
+    const bool declaresParent = depth + 1 < chain.size();
+    std::wstring path;
+    std::uint64_t sizeGb = 0;
+    if (entry.is_string()) {
+      path = FromUtf8(entry.get<std::string>());
+    } else {
+      RequireObject(entry, where);
+      RejectUnknownKeys(entry, {"path", "sizeGb", "parent"}, where);
+      path = Text(entry, "path", where);
+      if (entry.contains("sizeGb")) {
+        sizeGb = Setting<std::uint64_t>(entry, "sizeGb", 0, where);
+        if (sizeGb == 0 || sizeGb > kLargestDiskGb) {
+          Reject(where + "/sizeGb", "must be from 1 to 65536 (64 TiB, the largest VHDX)");
+        }
+      }
+    }
+    if (path.empty()) {
+      Reject(entry.is_string() ? where : where + "/path", "a disk needs a path");
+    }
+    if (const VirtualDisk* made = host.Disks().Find(path)) {
+      if (declaresParent && !EqualsNoCase(made->parentPath, parent)) {
+        Reject(where, "names a file that already stands on another parent, or on itself");
+      }
+    } else {
+      const VirtualDisk* below = parent.empty() ? nullptr : host.Disks().Find(parent);
+      const std::uint64_t size = sizeGb != 0        ? sizeGb * kGiB
+                                 : below != nullptr ? below->maxInternalSize
+                                                    : kDefaultDiskSize;
+      CreateDiskFile(host, path, size, parent);
+    }
+    parent = path;
   }
-  if (host.Disks().Find(path) != nullptr) {
-    return path;
-  }
-  std::uint64_t size = Setting<std::uint64_t>(disk, "sizeGb", 0, place) * kGiB;
-  if (size == 0) {
-    const VirtualDisk* below = parent.empty() ? nullptr : host.Disks().Find(parent);
-    size = below != nullptr ? below->maxInternalSize : kDefaultDiskSize;
-  }
-  CreateDiskFile(host, path, size, parent);
-  return path;
+  return parent;
 }
 
 void AddMachine(HostCore& host, const json& entry, const std::string& place) {

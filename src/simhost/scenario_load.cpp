@@ -1,6 +1,8 @@
 #include <nlohmann/json.hpp>
 
 #include <functional>
+#include <unordered_map>
+#include <vector>
 
 #include "errors/status.h"
 #include "quorvane/exceptions.h"
@@ -9,6 +11,7 @@
 #include "simhost/scenario_hand_written.h"
 #include "simhost/scenario_reading.h"
 #include "simhost/sim_wmi.h"
+#include "util/case_insensitive.h"
 #include "util/text.h"
 
 namespace quorvane::sim {
@@ -170,6 +173,36 @@ void AddLogFromJson(const json& entry, const std::string& place, ChangeLogs& log
   logs[FromUtf8(Required<std::string>(entry, "path", place))] = std::move(log);
 }
 
+// A file whose chain of parents comes back to a file of the chain would make every walk down
+// the chain endless. Each file is walked once.
+void RejectParentLoops(const std::vector<VirtualDisk>& files) {
+  std::unordered_map<std::wstring, std::size_t, HashNoCase, EqualNoCase> byPath;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    byPath.emplace(files[i].path, i);
+  }
+  enum class Walk { NotYet, OnThisWalk, Done };
+  std::vector<Walk> walked(files.size(), Walk::NotYet);
+  for (std::size_t start = 0; start < files.size(); ++start) {
+    std::vector<std::size_t> chain;
+    for (std::size_t at = start; walked[at] == Walk::NotYet;) {
+      walked[at] = Walk::OnThisWalk;
+      chain.push_back(at);
+      const auto parent = byPath.find(files[at].parentPath);
+      if (parent == byPath.end()) {
+        break;
+      }
+      if (walked[parent->second] == Walk::OnThisWalk) {
+        Reject("/storage/files/" + std::to_string(parent->second) + "/parentPath",
+               "the chain of parents comes back to this file");
+      }
+      at = parent->second;
+    }
+    for (const std::size_t at : chain) {
+      walked[at] = Walk::Done;
+    }
+  }
+}
+
 // The disk files and change logs of the storage section, read entry by entry. A problem is
 // kept, not raised, until the section's turn comes, so that a scenario with several problems
 // is refused for the same one however it was read.
@@ -194,6 +227,7 @@ class StorageReader {
       AddFile(file);
     }
     RaiseIfAny(fileProblem_);
+    RejectParentLoops(files_);
     for (const json& entry : ArrayAt(storage, "changeTracking", "/storage")) {
       AddLog(entry);
     }

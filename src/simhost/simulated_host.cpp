@@ -86,6 +86,12 @@ SimulatedHost SimulatedHost::FromJson(const std::string& json, const std::string
 }
 
 SimulatedHost SimulatedHost::LoadScenario(const std::filesystem::path& file) {
+  std::error_code error;
+  const auto status = std::filesystem::status(file, error);
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    // A directory, a device or a pipe: nothing a scenario is kept in, and /dev/zero never ends.
+    ThrowFileError(file, "is not a regular file");
+  }
   std::ifstream in(file, std::ios::binary);
   if (!in) {
     ThrowFileError(file, "cannot be opened");

@@ -275,6 +275,40 @@ TEST(ScenarioTest, InvalidScenariosNameTheSourceAndThePlace) {
 
 // A mistyped name would make a test that scripts nothing, or a host unlike the one meant: every
 // name the forms do not know is refused with its place, at every level.
+// Disk chains that would make a listing endless, sizes that would wrap, paths that name no file
+// and files that are no scenario (a folder, /dev/zero) are refused where they stand.
+TEST(ScenarioTest, HostileDiskChainsAreRefused) {
+  const auto folder = std::filesystem::temp_directory_path();
+  try {
+    SimulatedHost::LoadScenario(folder);
+    ADD_FAILURE() << "a folder was loaded";
+  } catch (const DefaultException& e) {
+    EXPECT_EQ(std::string(e.what()), folder.string() + ": is not a regular file");
+  }
+  const std::string machine =
+      R"({"format": "quorvane-simulated-host", "version": 1, "machines": [{"name": "a", "disks": [)";
+  const std::string sizeRefused =
+      "bad.json: /machines/0/disks/0/sizeGb: must be from 1 to 65536 (64 TiB, the largest VHDX)";
+  EXPECT_EQ(ErrorOf(machine + R"({"path": "D:\\a.vhdx", "sizeGb": 0}]}]})"), sizeRefused);
+  EXPECT_EQ(ErrorOf(machine + R"({"path": "D:\\a.vhdx", "sizeGb": 17179869184}]}]})"), sizeRefused);
+  EXPECT_EQ(ErrorOf(machine + R"(""]}]})"), "bad.json: /machines/0/disks/0: a disk needs a path");
+  EXPECT_EQ(ErrorOf(machine + R"({"path": "D:\\a.vhdx", "parent": {"path": "D:\\A.vhdx"}}]}]})"),
+            "bad.json: /machines/0/disks/0: names a file that already stands on another parent, "
+            "or on itself");
+  EXPECT_EQ(ErrorOf(machine + R"({"path": "D:\\c.vhdx", "parent": {"path": "D:\\b.vhdx", )"
+                              R"("parent": {"path": "D:\\a.vhdx", "sizeGb": 1}}}]}]})"),
+            "");
+  const std::string storage =
+      R"({"format": "quorvane-simulated-host", "version": 1, "namespaces": {}, "storage": )";
+  EXPECT_EQ(
+      ErrorOf(
+          storage +
+          R"({"files": [)"
+          R"({"path": "D:\\a.vhdx", "diskId": "A", "maxInternalSize": 1, "parentPath": "D:\\b.vhdx"},)"
+          R"({"path": "D:\\b.vhdx", "diskId": "B", "maxInternalSize": 1, "parentPath": "D:\\a.vhdx"}]}})"),
+      "bad.json: /storage/files/0/parentPath: the chain of parents comes back to this file");
+}
+
 TEST(ScenarioTest, UnknownNamesAreRefusedWhereTheyStand) {
   const std::string head = R"({"format": "quorvane-simulated-host", "version": 1, )";
   const std::string fault =
