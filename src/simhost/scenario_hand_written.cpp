@@ -1,5 +1,6 @@
 #include "simhost/scenario_hand_written.h"
 
+#include <set>
 #include <string_view>
 #include <vector>
 
@@ -48,6 +49,12 @@ std::uint16_t StateOf(const json& machine, const std::string& place) {
   }
   Reject(place + "/state", "expected \"running\", \"off\", \"saved\" or \"paused\"");
 }
+
+constexpr char kExpectedGuid[] =
+    "expected a GUID as Hyper-V writes one, such as 6B5F2E9C-1D3A-4E7B-8C9D-0A1B2C3D4E5F";
+// What a machine can be given on Windows Server 2022.
+constexpr std::uint64_t kLargestMemoryMb = 12ull * 1024 * 1024;
+constexpr std::uint64_t kMostProcessors = 2048;
 
 // The largest virtual disk, a VHDX of 64 TiB.
 constexpr std::uint64_t kLargestDiskGb = 64 * 1024;
@@ -123,6 +130,9 @@ void AddMachine(HostCore& host, const json& entry, const std::string& place) {
     Reject(place + "/name", "a machine needs a name");
   }
   definition.id = Text(entry, "id", place);
+  if (entry.contains("id") && !IsGuidText(definition.id)) {
+    Reject(place + "/id", kExpectedGuid);
+  }
   const auto generation = Setting<std::uint16_t>(entry, "generation", 2, place);
   if (generation != 1 && generation != 2) {
     Reject(place + "/generation", "expected 1 or 2");
@@ -133,7 +143,13 @@ void AddMachine(HostCore& host, const json& entry, const std::string& place) {
     Reject(place + "/version", "the host does not list this configuration version");
   }
   definition.memoryMb = Setting<std::uint64_t>(entry, "memoryMb", definition.memoryMb, place);
+  if (definition.memoryMb == 0 || definition.memoryMb > kLargestMemoryMb) {
+    Reject(place + "/memoryMb", "must be from 1 to 12582912 (12 TiB, the most a machine takes)");
+  }
   definition.processors = Setting<std::uint64_t>(entry, "processors", definition.processors, place);
+  if (definition.processors == 0 || definition.processors > kMostProcessors) {
+    Reject(place + "/processors", "must be from 1 to 2048");
+  }
   definition.dynamicMemory = Setting<bool>(entry, "dynamicMemory", false, place);
   definition.enabledState = StateOf(entry, place);
   definition.planned = Setting<bool>(entry, "planned", false, place);
@@ -198,6 +214,7 @@ bool IsHandWritten(const json& document) {
 
 void ExpandHandWritten(HostCore& host, const json& document) {
   const json& switches = ArrayAt(document, "switches", "");
+  std::set<std::wstring, LessNoCase> switchIds;
   for (std::size_t i = 0; i < switches.size(); ++i) {
     const std::string place = "/switches/" + std::to_string(i);
     if (switches[i].is_string()) {
@@ -210,7 +227,14 @@ void ExpandHandWritten(HostCore& host, const json& document) {
     if (name.empty()) {
       Reject(place + "/name", "a switch needs a name");
     }
-    AddSwitch(host, name, Text(switches[i], "id", place));
+    const std::wstring id = Text(switches[i], "id", place);
+    if (switches[i].contains("id") && !IsGuidText(id)) {
+      Reject(place + "/id", kExpectedGuid);
+    }
+    if (!id.empty() && !switchIds.insert(id).second) {
+      Reject(place + "/id", "another switch has this id");
+    }
+    AddSwitch(host, name, id);
   }
   const json& machines = ArrayAt(document, "machines", "");
   for (std::size_t i = 0; i < machines.size(); ++i) {

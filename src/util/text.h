@@ -27,6 +27,24 @@ inline bool IsAscii(std::wstring_view text) {
 // end the literal and add a condition of its own.
 std::wstring QuotedLiteral(std::wstring_view text);
 
+// Whether the text is a GUID as Hyper-V writes identifiers: 8-4-4-4-12 hexadecimal digits, no
+// braces.
+inline bool IsGuidText(std::wstring_view text) {
+  if (text.size() != 36) {
+    return false;
+  }
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const wchar_t c = text[i];
+    const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
+    const bool hex =
+        (c >= L'0' && c <= L'9') || (c >= L'a' && c <= L'f') || (c >= L'A' && c <= L'F');
+    if (dash ? c != L'-' : !hex) {
+      return false;
+    }
+  }
+  return true;
+}
+
 // A null pointer reads as the empty string.
 inline std::wstring WideOrEmpty(const wchar_t* text) {
   return text ? std::wstring(text) : L"";

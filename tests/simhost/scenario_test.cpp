@@ -309,6 +309,29 @@ TEST(ScenarioTest, HostileDiskChainsAreRefused) {
       "bad.json: /storage/files/0/parentPath: the chain of parents comes back to this file");
 }
 
+// Identifiers that are not GUIDs would reach queries as text of any shape, and sizes past what a
+// machine takes would break every listing later: both are refused when the scenario loads.
+TEST(ScenarioTest, HostileMachinesAndSwitchesAreRefused) {
+  const std::string head = R"({"format": "quorvane-simulated-host", "version": 1, )";
+  const std::string notGuid =
+      ": expected a GUID as Hyper-V writes one, such as 6B5F2E9C-1D3A-4E7B-8C9D-0A1B2C3D4E5F";
+  EXPECT_EQ(ErrorOf(head + R"("machines": [{"name": "a", "id": "1\" OR Name = \"x"}]})"),
+            "bad.json: /machines/0/id" + notGuid);
+  EXPECT_EQ(ErrorOf(head + R"("machines": [{"name": "a", "memoryMb": 9223372036854775808}]})"),
+            "bad.json: /machines/0/memoryMb: must be from 1 to 12582912 (12 TiB, the most a "
+            "machine takes)");
+  EXPECT_EQ(ErrorOf(head + R"("machines": [{"name": "a", "processors": 0}]})"),
+            "bad.json: /machines/0/processors: must be from 1 to 2048");
+  EXPECT_EQ(
+      ErrorOf(head +
+              R"("switches": [{"name": "a", "id": "{5B1C0E5A-8F4B-4C1E-9F3A-2D6B7C8E9F01}"}]})"),
+      "bad.json: /switches/0/id" + notGuid);
+  EXPECT_EQ(
+      ErrorOf(head + R"("switches": [{"name": "a", "id": "5B1C0E5A-8F4B-4C1E-9F3A-2D6B7C8E9F01"}, )"
+                     R"({"name": "b", "id": "5b1c0e5a-8f4b-4c1e-9f3a-2d6b7c8e9f01"}]})"),
+      "bad.json: /switches/1/id: another switch has this id");
+}
+
 TEST(ScenarioTest, UnknownNamesAreRefusedWhereTheyStand) {
   const std::string head = R"({"format": "quorvane-simulated-host", "version": 1, )";
   const std::string fault =

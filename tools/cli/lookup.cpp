@@ -1,12 +1,10 @@
 #include "lookup.h"
 
-#include <algorithm>
-#include <cwctype>
-#include <iterator>
 #include <vector>
 
 #include "session.h"
 #include "utf8.h"
+#include "util/text.h"
 
 namespace quorvane::cli {
 namespace {
@@ -17,21 +15,6 @@ bool SameId(const std::wstring& a, const std::wstring& b) {
   }
   for (std::size_t i = 0; i < a.size(); ++i) {
     if (towlower(a[i]) != towlower(b[i])) {
-      return false;
-    }
-  }
-  return true;
-}
-
-// The text form of a GUID, without braces: 8-4-4-4-12 hexadecimal digits.
-bool IsGuidText(const std::wstring& text) {
-  constexpr std::size_t kDashes[] = {8, 13, 18, 23};
-  if (text.size() != 36) {
-    return false;
-  }
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool dash = std::find(std::begin(kDashes), std::end(kDashes), i) != std::end(kDashes);
-    if (dash ? text[i] != L'-' : !iswxdigit(text[i])) {
       return false;
     }
   }
