@@ -102,6 +102,18 @@ void Write(Session& session, const Arguments& arguments) {
 
 }  // namespace
 
+// A count of bytes as digits only: a minus sign would wrap round to a huge number.
+CLI::Validator ByteCount() {
+  return CLI::Validator(
+      [](std::string& text) -> std::string {
+        if (!text.empty() && text.find_first_not_of("0123456789") == std::string::npos) {
+          return "";
+        }
+        return "expected a whole number of bytes, not \"" + text + "\"";
+      },
+      "BYTES");
+}
+
 void AddBackupCommands(CLI::App& app, Commands& commands) {
   auto arguments = std::make_shared<Arguments>();
   auto* rct = app.add_subcommand(
@@ -125,8 +137,8 @@ void AddBackupCommands(CLI::App& app, Commands& commands) {
   auto* write = app.add_subcommand("write", "Simulated host: the guest writes to a disk");
   write->add_option("path", arguments->disk, "The disk file (its chain's newest file is written)")
       ->required();
-  write->add_option("offset", arguments->offset, "Byte offset")->required();
-  write->add_option("length", arguments->length, "Byte length")->required();
+  write->add_option("offset", arguments->offset, "Byte offset")->required()->check(ByteCount());
+  write->add_option("length", arguments->length, "Byte length")->required()->check(ByteCount());
   commands.push_back({write, [arguments](Session& s) { Write(s, *arguments); }});
 }
 

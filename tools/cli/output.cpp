@@ -6,7 +6,10 @@
 namespace quorvane::cli {
 
 void Emit(Session& session, const Json& json, const std::string& text) {
-  session.Print(session.Json() ? json.dump(2) + "\n" : text);
+  // Text that is not UTF-8 (an argument, say) comes out with U+FFFD in place of each bad byte,
+  // as it went to the library.
+  session.Print(session.Json() ? json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n"
+                               : text);
 }
 
 void Emit(Session& session, const Json& json, const Table& table) {

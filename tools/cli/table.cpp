@@ -5,6 +5,38 @@
 #include "utf8.h"
 
 namespace quorvane::cli {
+namespace {
+
+std::string Shown(const std::string& cell) {
+  std::string shown;
+  for (const char c : cell) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '\n') {
+      shown += "\\n";
+    } else if (c == '\t') {
+      shown += "\\t";
+    } else if (c == '\r') {
+      shown += "\\r";
+    } else if (byte < 0x20 || byte == 0x7F) {
+      static constexpr char kHex[] = "0123456789abcdef";
+      shown += "\\x";
+      shown += kHex[byte >> 4];
+      shown += kHex[byte & 0xF];
+    } else {
+      shown += c;
+    }
+  }
+  return shown;
+}
+
+}  // namespace
+
+void Table::Add(std::vector<std::string> row) {
+  for (auto& cell : row) {
+    cell = Shown(cell);
+  }
+  rows_.push_back(std::move(row));
+}
 
 std::string Table::Render() const {
   std::vector<std::size_t> widths(headers_.size(), 0);

@@ -9,7 +9,9 @@ namespace quorvane::cli {
 class Table {
  public:
   explicit Table(std::vector<std::string> headers) : headers_(std::move(headers)) {}
-  void Add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
+  // Control characters in a cell are shown escaped ("\n", "\x1b"), so that no name can break a
+  // row or drive the terminal.
+  void Add(std::vector<std::string> row);
   bool Empty() const { return rows_.empty(); }
   std::string Render() const;
 

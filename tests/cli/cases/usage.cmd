@@ -5,3 +5,4 @@
 --scenario /nonexistent.json machines
 --scenario {host} write D:\\nowhere.vhdx 0 1
 --save machines
+--scenario {host} write D:\\VMs\\web-01\\data.vhdx -1 5

@@ -1,0 +1,3 @@
+# Names that carry control characters: escaped in tables, whole in JSON.
+--scenario {cases}/odd.json machines
+--scenario {cases}/odd.json machines --json
