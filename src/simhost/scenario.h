@@ -1,5 +1,6 @@
 #pragma once
 
+#include <istream>
 #include <memory>
 #include <string>
 
@@ -28,6 +29,8 @@ inline constexpr int kScenarioVersion = 1;
 // Scenario JSON: the host's settings and every instance of every namespace. Loading builds a
 // whole new host or raises DefaultException naming `sourceName` and the place in the text.
 std::shared_ptr<HostCore> HostFromJson(const std::string& json, const std::string& sourceName);
+// The same, read from a stream as the parser goes.
+std::shared_ptr<HostCore> HostFromStream(std::istream& in, const std::string& sourceName);
 std::string HostToJson(HostCore& host);
 
 }  // namespace quorvane::sim

@@ -483,11 +483,13 @@ void AddInstance(Repository& repository, const std::string& nameSpace, std::size
 // that come before the settings are kept and stored once the document is read.
 class ScenarioLoader {
  public:
-  std::shared_ptr<HostCore> Load(const std::string& text) {
-    const json document =
-        json::parse(text, [this](int depth, json::parse_event_t event, json& parsed) {
-          return OnEvent(depth, event, parsed);
-        });
+  // From text, or straight from a file so that its text is never held whole either.
+  template <typename Input>
+  std::shared_ptr<HostCore> Load(Input&& input) {
+    const json document = json::parse(std::forward<Input>(input),
+                                      [this](int depth, json::parse_event_t event, json& parsed) {
+                                        return OnEvent(depth, event, parsed);
+                                      });
     return Finish(document);
   }
 
@@ -617,11 +619,10 @@ class ScenarioLoader {
   StorageReader storage_;
 };
 
-}  // namespace
-
-std::shared_ptr<HostCore> HostFromJson(const std::string& text, const std::string& sourceName) {
+template <typename Input>
+std::shared_ptr<HostCore> LoadNamingTheSource(Input&& input, const std::string& sourceName) {
   try {
-    return ScenarioLoader().Load(text);
+    return ScenarioLoader().Load(std::forward<Input>(input));
   } catch (const json::exception& e) {
     // Parse errors, and numbers too large for the parser.
     throw DefaultException(kLibraryErrorCode,
@@ -631,6 +632,16 @@ std::shared_ptr<HostCore> HostFromJson(const std::string& text, const std::strin
         sourceName + ": " + (e.place.empty() ? "/" : e.place) + ": " + e.problem;
     throw DefaultException(kLibraryErrorCode, FromUtf8(message).c_str());
   }
+}
+
+}  // namespace
+
+std::shared_ptr<HostCore> HostFromJson(const std::string& text, const std::string& sourceName) {
+  return LoadNamingTheSource(text, sourceName);
+}
+
+std::shared_ptr<HostCore> HostFromStream(std::istream& in, const std::string& sourceName) {
+  return LoadNamingTheSource(in, sourceName);
 }
 
 }  // namespace quorvane::sim

@@ -1,7 +1,6 @@
 #include "quorvane/simulated_host.h"
 
 #include <fstream>
-#include <sstream>
 
 #include "quorvane/exceptions.h"
 #include "simhost/cim_value.h"
@@ -96,9 +95,7 @@ SimulatedHost SimulatedHost::LoadScenario(const std::filesystem::path& file) {
   if (!in) {
     ThrowFileError(file, "cannot be opened");
   }
-  std::ostringstream text;
-  text << in.rdbuf();
-  return FromJson(text.str(), file.string());
+  return SimulatedHost(HostFromStream(in, file.string()));
 }
 
 std::string SimulatedHost::ToJson() const {
