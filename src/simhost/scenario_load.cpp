@@ -1,6 +1,7 @@
 #include <nlohmann/json.hpp>
 
 #include <functional>
+#include <set>
 #include <unordered_map>
 #include <vector>
 
@@ -477,6 +478,59 @@ void AddInstance(Repository& repository, const std::string& nameSpace, std::size
   }
 }
 
+// Follows the parser through the document to refuse a key given twice in one object, which the
+// parser would otherwise settle silently by keeping the last value.
+class DuplicateKeyGuard {
+ public:
+  void OnEvent(json::parse_event_t event, const json& parsed) {
+    using Event = json::parse_event_t;
+    switch (event) {
+      case Event::object_start:
+      case Event::array_start:
+        CountElement();
+        frames_.push_back({event == Event::array_start, 0, {}, {}});
+        break;
+      case Event::object_end:
+      case Event::array_end:
+        frames_.pop_back();
+        break;
+      case Event::key:
+        frames_.back().key = parsed.get<std::string>();
+        if (!frames_.back().keys.insert(frames_.back().key).second) {
+          Reject(Place(), "is given twice");
+        }
+        break;
+      case Event::value:
+        CountElement();
+        break;
+    }
+  }
+
+ private:
+  struct Frame {
+    bool isArray;
+    std::size_t elements;  // of an array, those begun so far
+    std::string key;       // of an object, the one whose value is being read
+    std::set<std::string> keys;
+  };
+
+  void CountElement() {
+    if (!frames_.empty() && frames_.back().isArray) {
+      ++frames_.back().elements;
+    }
+  }
+
+  std::string Place() const {
+    std::string place;
+    for (const Frame& frame : frames_) {
+      place += "/" + (frame.isArray ? std::to_string(frame.elements - 1) : frame.key);
+    }
+    return place;
+  }
+
+  std::vector<Frame> frames_;
+};
+
 // Loads a scenario while the parser reads it. A saved scenario names its format and the host's
 // settings before its instances, so each instance is stored as soon as its text ends and its
 // JSON is dropped: a fleet-sized scenario never sits in memory as a whole document. Instances
@@ -496,6 +550,7 @@ class ScenarioLoader {
  private:
   bool OnEvent(int depth, json::parse_event_t event, json& parsed) {
     using Event = json::parse_event_t;
+    duplicates_.OnEvent(event, parsed);
     if (depth == 1 && event == Event::key) {
       topKey_ = parsed.get<std::string>();
     } else if (depth == 1 && event == Event::value && topKey_ == "format") {
@@ -609,6 +664,7 @@ class ScenarioLoader {
   }
 
   std::shared_ptr<HostCore> core_;
+  DuplicateKeyGuard duplicates_;
   std::string topKey_;
   bool formatKnown_ = false;
   std::string nameSpace_;

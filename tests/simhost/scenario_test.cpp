@@ -313,6 +313,11 @@ TEST(ScenarioTest, HostileDiskChainsAreRefused) {
 // machine takes would break every listing later: both are refused when the scenario loads.
 TEST(ScenarioTest, HostileMachinesAndSwitchesAreRefused) {
   const std::string head = R"({"format": "quorvane-simulated-host", "version": 1, )";
+  EXPECT_EQ(ErrorOf(head + R"("machines": [{"name": "a"}, {"name": "b", "memoryMb": 1, )"
+                           R"("disks": [], "memoryMb": 2}]})"),
+            "bad.json: /machines/1/memoryMb: is given twice");
+  EXPECT_EQ(ErrorOf(head + R"("host": {"name": "x"}, "host": {"name": "y"}})"),
+            "bad.json: /host: is given twice");
   const std::string notGuid =
       ": expected a GUID as Hyper-V writes one, such as 6B5F2E9C-1D3A-4E7B-8C9D-0A1B2C3D4E5F";
   EXPECT_EQ(ErrorOf(head + R"("machines": [{"name": "a", "id": "1\" OR Name = \"x"}]})"),
