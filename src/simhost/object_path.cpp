@@ -1,6 +1,7 @@
 #include "simhost/object_path.h"
 
 #include <algorithm>
+#include <set>
 
 #include "util/case_insensitive.h"
 #include "util/text.h"
@@ -44,11 +45,12 @@ class PathParser {
     if (!Take(L'.')) {
       return std::nullopt;
     }
+    std::set<std::wstring, LessNoCase> named;
     do {
       std::wstring name;
       std::wstring value;
-      if (!ParseName(name) || !Take(L'=') || !ParseValue(value)) {
-        return std::nullopt;
+      if (!ParseName(name) || !Take(L'=') || !ParseValue(value) || !named.insert(name).second) {
+        return std::nullopt;  // a key given twice names no one object
       }
       path.keys.emplace_back(std::move(name), std::move(value));
     } while (Take(L','));

@@ -39,7 +39,7 @@ TEST(ObjectPathTest, RejectsWhatIsNotAPath) {
   for (const wchar_t* text :
        {L"", L"Msvm_X.", L"Msvm_X.Key", L"Msvm_X.Key=\"open", L"\\\\HOST", L"\\\\HOST\\ns",
         L"Msvm_X.Key=\"a\"junk", L":Msvm_X", L"Msvm_X=@x", L"Msvm X", L".Key=\"a\"",
-        L"Msvm_X.Key=\"a\",", L"Msvm_X.Key=\"a\" "}) {
+        L"Msvm_X.Key=\"a\",", L"Msvm_X.Key=\"a\" ", L"Msvm_X.Key=\"a\",key=\"b\""}) {
     EXPECT_FALSE(ParseObjectPath(text)) << std::wstring(text);
   }
 }
