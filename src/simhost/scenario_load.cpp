@@ -332,7 +332,7 @@ void ResumeUnderWay(const json& underWay, HostCore& core) {
   if (!underWay.is_object()) {
     Reject("/underWay", "expected an object with \"jobs\" and \"timers\"");
   }
-  RejectUnknownKeys(underWay, {"jobs", "timers"}, "/underWay");
+  RejectUnknownKeys(underWay, {"jobs", "timers", "heldAnswers"}, "/underWay");
   const json& jobs = ArrayAt(underWay, "jobs", "/underWay");
   for (std::size_t i = 0; i < jobs.size(); ++i) {
     const std::string place = "/underWay/jobs/" + std::to_string(i);
@@ -372,6 +372,20 @@ void ResumeUnderWay(const json& underWay, HostCore& core) {
       Reject(place + "/namespace", "the host has no such namespace");
     }
     core.ResumeTimer(Required<std::uint64_t>(timers[i], "dueAtMs", place), std::move(timer));
+  }
+  const json& held = ArrayAt(underWay, "heldAnswers", "/underWay");
+  for (std::size_t i = 0; i < held.size(); ++i) {
+    const std::string place = "/underWay/heldAnswers/" + std::to_string(i);
+    if (!held[i].is_array() || held[i].size() != 2 || !held[i][0].is_string() ||
+        !held[i][1].is_string()) {
+      Reject(place, "expected [call, job path]");
+    }
+    const auto job =
+        core.Namespace(kVirtualizationNamespace).Find(FromUtf8(held[i][1].get<std::string>()));
+    if (!job) {
+      Reject(place + "/1", "names no job of the scenario");
+    }
+    core.HeldAnswers()[FromUtf8(held[i][0].get<std::string>())] = *job;
   }
 }
 

@@ -114,7 +114,7 @@ json DeferredToJson(const Deferred& work) {
 }
 
 // Jobs that have not ended and timers, so that they go on after loading.
-json UnderWayToJson(const HostCore& host) {
+json UnderWayToJson(HostCore& host) {
   json jobs = json::array();
   for (const auto& [path, pending] : host.PendingJobs()) {
     json job = {{"namespace", ToUtf8(pending.nameSpace)},
@@ -136,7 +136,16 @@ json UnderWayToJson(const HostCore& host) {
                       {"dueAtMs", dueAtMs},
                       {"work", DeferredToJson(timer.work)}});
   }
-  return {{"jobs", std::move(jobs)}, {"timers", std::move(timers)}};
+  // Calls whose outputs wait for a call made after their job (changesOutputsAfterJob).
+  json held = json::array();
+  Repository& v2 = host.Namespace(kVirtualizationNamespace);
+  for (const auto& [call, job] : host.HeldAnswers()) {
+    if (v2.Contains(job)) {
+      held.push_back({ToUtf8(call), ToUtf8(v2.RelativePath(job))});
+    }
+  }
+  return {
+      {"jobs", std::move(jobs)}, {"timers", std::move(timers)}, {"heldAnswers", std::move(held)}};
 }
 
 }  // namespace

@@ -120,6 +120,33 @@ TEST_F(ChangeTrackingTest, TheImageManagementServiceAnswersThroughStorageJobs) {
   EXPECT_EQ(service_->ExecQuery(L"SELECT * FROM CIM_ConcreteJob").size(), 1u);
 }
 
+// A host that hands a job's outputs only to the call made after the job keeps that promise
+// across a save: the call made on the loaded host answers at once.
+TEST(ChangeTrackingHeldAnswers, OutlastASave) {
+  HostOptions options;
+  options.changesOutputsAfterJob = true;
+  auto host = SimulatedHost::Create(options);
+  CoreOf(host).SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", false);
+  CreateDiskFile(CoreOf(host), kBase, 1 << 20, L"");
+  const std::wstring id = CoreOf(host).Disks().IssueTrackingId(kBase);
+  CoreOf(host).Disks().Write(kBase, 0, 10);
+  const auto ask = [&](SimulatedHost& on) {
+    auto service = CoreOf(on).Connect(L"", L"", L"", kVirtualizationNamespace);
+    const auto method =
+        service->QueryFirst(L"Msvm_ImageManagementService")->CreateMethod(L"GetVirtualDiskChanges");
+    method->SetParameter(L"Path", WmiValue::String(kBase));
+    method->SetParameter(L"LimitId", WmiValue::String(id));
+    method->SetParameter(L"ByteOffset", WmiValue::UInt64(0));
+    method->SetParameter(L"ByteLength", WmiValue::UInt64(1 << 19));
+    const auto result = method->Execute();
+    return std::pair(result, method->GetOutParameter(L"ProcessedByteLength").IsNull());
+  };
+  EXPECT_EQ(ask(host), std::pair(4096u, true));
+  host.AdvanceClock(1000);
+  auto loaded = SimulatedHost::FromJson(host.ToJson());
+  EXPECT_EQ(ask(loaded), std::pair(0u, false));
+}
+
 TEST(ChangeTrackingRefusalForm, ScenarioCanMakeItAReturnValue) {
   HostOptions options;
   options.changeTrackingFailsThroughJob = false;
