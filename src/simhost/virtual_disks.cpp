@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <unordered_map>
 #include <utility>
 
 namespace quorvane::sim {
@@ -70,15 +71,20 @@ std::wstring VirtualDisks::RootOf(const std::wstring& path) const {
 }
 
 std::wstring VirtualDisks::LeafOf(const std::wstring& path) const {
+  // Each file's child, gathered once, so that a deep chain is walked in one pass.
+  std::unordered_map<std::wstring_view, const std::wstring*, HashNoCase, EqualNoCase> childOf;
+  for (const auto& [file, disk] : disks_) {
+    if (!disk.parentPath.empty()) {
+      childOf.emplace(disk.parentPath, &file);
+    }
+  }
   std::wstring current = path;
   for (std::size_t steps = 0; steps <= disks_.size(); ++steps) {
-    const auto child = std::find_if(disks_.begin(), disks_.end(), [&](const auto& entry) {
-      return EqualsNoCase(entry.second.parentPath, current);
-    });
-    if (child == disks_.end()) {
+    const auto child = childOf.find(current);
+    if (child == childOf.end()) {
       break;
     }
-    current = child->first;
+    current = *child->second;
   }
   return current;
 }
