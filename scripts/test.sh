@@ -49,7 +49,10 @@ cmake -S . -B build-windows -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake
 cmake --build build-windows --parallel "$jobs"
 scripts/check-exports.sh build-windows/bin/quorvane.dll
-if ! strings -el build-windows/bin/quorvane.dll | grep -q "^ProductVersion$"; then
+# The whole listing is read first: with pipefail, "grep -q" stopping early would make strings
+# die of SIGPIPE and the check fail on a DLL that has the resource.
+dll_strings="$(strings -el build-windows/bin/quorvane.dll)"
+if ! grep -q "^ProductVersion$" <<<"$dll_strings"; then
   echo "quorvane.dll: no version resource" >&2
   exit 1
 fi
