@@ -7,10 +7,19 @@
 namespace quorvane::testing {
 namespace {
 
+// Characters past ASCII as "\u" and their code point, a surrogate pair (wide text of two bytes
+// a character, as on Windows) joined into one, so that both bindings write the same text.
 std::string Ascii(const std::wstring& text) {
   std::string out;
-  for (const wchar_t c : text) {
-    const auto code = static_cast<std::uint32_t>(c);
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    auto code = static_cast<std::uint32_t>(text[i]);
+    if (code >= 0xD800 && code < 0xDC00 && i + 1 < text.size()) {
+      const auto low = static_cast<std::uint32_t>(text[i + 1]);
+      if (low >= 0xDC00 && low < 0xE000) {
+        code = 0x10000 + ((code - 0xD800) << 10) + (low - 0xDC00);
+        ++i;
+      }
+    }
     out += code < 0x80 ? std::string(1, static_cast<char>(code)) : "\\u" + std::to_string(code);
   }
   return out;
