@@ -550,7 +550,7 @@ std::wstring HostCore::NewGuid() {
   return buffer;
 }
 
-Repository::Id HostCore::StartJob(Repository& repository, std::wstring_view jobClass,
+Repository::Id HostCore::StartJob(Repository& repository, const JobClass& jobClass,
                                   std::uint16_t jobType, std::optional<FaultPlan::JobError> failure,
                                   JobEffect effect, JobEffect onFailure) {
   const std::wstring now = Now();
@@ -559,23 +559,22 @@ Repository::Id HostCore::StartJob(Repository& repository, std::wstring_view jobC
     failure->code = kind.failureCode;  // scripted without a code: the operation's own
   }
   const Repository::Id job = repository.Create(
-      jobClass,
-      {{L"InstanceID", WmiValue::String(NewGuid())},
-       {L"ElementName", WmiValue::String(kind.elementName)},
-       {L"Description", WmiValue::String(kind.description)},
-       {L"TimeBeforeRemoval", WmiValue::String(kJobRetention)},
-       {L"JobType", WmiValue::Int32(jobType)},
-       {L"JobState", WmiValue::Int32(kJobRunning)},
-       {L"ErrorCode", WmiValue::Int32(0)},
-       {L"PercentComplete", WmiValue::Int32(0)},
-       {L"Cancellable", WmiValue::Boolean(false)},
-       {L"JobStatus", WmiValue::String(L"Job is running")},
-       {L"TimeSubmitted", WmiValue::String(now)},
-       {L"StartTime", WmiValue::String(now)},
-       {L"OperationalStatus", WmiValue::Array(std::vector<std::int32_t>{2})},
-       {L"StatusDescriptions", WmiValue::Array(std::vector<std::wstring>{L"OK"})},
-       {L"HealthState", WmiValue::Int32(5)},
-       {L"Caption", WmiValue::String(jobClass == L"Msvm_StorageJob" ? L"Storage Job" : L"Job")}});
+      jobClass.name, {{L"InstanceID", WmiValue::String(NewGuid())},
+                      {L"ElementName", WmiValue::String(kind.elementName)},
+                      {L"Description", WmiValue::String(kind.description)},
+                      {L"TimeBeforeRemoval", WmiValue::String(kJobRetention)},
+                      {L"JobType", WmiValue::Int32(jobType)},
+                      {L"JobState", WmiValue::Int32(kJobRunning)},
+                      {L"ErrorCode", WmiValue::Int32(0)},
+                      {L"PercentComplete", WmiValue::Int32(0)},
+                      {L"Cancellable", WmiValue::Boolean(false)},
+                      {L"JobStatus", WmiValue::String(L"Job is running")},
+                      {L"TimeSubmitted", WmiValue::String(now)},
+                      {L"StartTime", WmiValue::String(now)},
+                      {L"OperationalStatus", WmiValue::Array(std::vector<std::int32_t>{2})},
+                      {L"StatusDescriptions", WmiValue::Array(std::vector<std::wstring>{L"OK"})},
+                      {L"HealthState", WmiValue::Int32(5)},
+                      {L"Caption", WmiValue::String(jobClass.caption)}});
   pendingJobs_.emplace(
       std::pair(std::wstring(repository.NameSpace()), job),
       PendingJob{std::wstring(repository.NameSpace()), clockMs_ + settings_.jobDurationMs,

@@ -11,6 +11,7 @@
 
 #include "quorvane/simulated_host.h"
 #include "simhost/faults.h"
+#include "simhost/hyperv_names.h"
 #include "simhost/repository.h"
 #include "simhost/virtual_disks.h"
 #include "wmi/wmi.h"
@@ -141,7 +142,7 @@ class HostCore : public std::enable_shared_from_this<HostCore> {
   std::uint64_t GuidSeed() const { return guidSeed_; }
   void SetGuidSeed(std::uint64_t seed) { guidSeed_ = seed; }
   // Starts a job of that class on the simulated clock (used by MethodCall::Complete).
-  Repository::Id StartJob(Repository& repository, std::wstring_view jobClass, std::uint16_t jobType,
+  Repository::Id StartJob(Repository& repository, const JobClass& jobClass, std::uint16_t jobType,
                           std::optional<FaultPlan::JobError> failure, JobEffect effect,
                           JobEffect onFailure = {});
   // What a kind of deferred work does.

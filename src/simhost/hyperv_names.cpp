@@ -4,9 +4,11 @@
 
 namespace quorvane::sim {
 
-const wchar_t* JobClassOf(std::wstring_view serviceClass) {
-  return EqualsNoCase(serviceClass, L"Msvm_ImageManagementService") ? L"Msvm_StorageJob"
-                                                                    : L"Msvm_ConcreteJob";
+JobClass JobClassOf(std::wstring_view serviceClass) {
+  if (EqualsNoCase(serviceClass, L"Msvm_ImageManagementService")) {
+    return {L"Msvm_StorageJob", L"Storage Job"};
+  }
+  return {L"Msvm_ConcreteJob", L"Job"};
 }
 
 const wchar_t* MachineStatusText(std::int32_t status) {

@@ -90,11 +90,16 @@ enum JobType : std::uint16_t {
   kJobDeleteReferencePoint = 202,
 };
 
+// The class of the jobs a service starts, and their "Caption": the image management
+// service's are storage jobs.
+struct JobClass {
+  const wchar_t* name;
+  const wchar_t* caption;
+};
+JobClass JobClassOf(std::wstring_view serviceClass);
+
 // How a job of a type presents itself: its "ElementName" and "Description" as an English
 // host shows them, and the "ErrorCode" it reports when the operation fails.
-// The class of the jobs a service starts: the image management service's are storage jobs.
-const wchar_t* JobClassOf(std::wstring_view serviceClass);
-
 struct JobKind {
   const wchar_t* elementName;
   const wchar_t* description;
