@@ -307,6 +307,24 @@ void FaultFromJson(const json& entry, const std::string& place, FaultPlan& plan)
   }
 }
 
+// `[first, second]`, two texts; `expected` names them for the refusal.
+std::pair<std::wstring, std::wstring> TextPair(const json& entry, const std::string& place,
+                                               const char* expected) {
+  if (!entry.is_array() || entry.size() != 2 || !entry[0].is_string() || !entry[1].is_string()) {
+    Reject(place, expected);
+  }
+  return {FromUtf8(entry[0].get<std::string>()), FromUtf8(entry[1].get<std::string>())};
+}
+
+// The namespace an entry of "underWay" runs in, which the host must have.
+std::wstring NamespaceOfEntry(const json& entry, const std::string& place, HostCore& core) {
+  std::wstring name = FromUtf8(Required<std::string>(entry, "namespace", place));
+  if (!core.HasNamespace(name)) {
+    Reject(place + "/namespace", "the host has no such namespace");
+  }
+  return name;
+}
+
 Deferred DeferredFromJson(const json& entry, const std::string& place) {
   if (!entry.is_object()) {
     Reject(place, "expected {\"kind\": ..., \"arguments\": [[name, text], ...]}");
@@ -315,14 +333,8 @@ Deferred DeferredFromJson(const json& entry, const std::string& place) {
   Deferred work{FromUtf8(Required<std::string>(entry, "kind", place)), {}};
   const json& arguments = ArrayAt(entry, "arguments", place);
   for (std::size_t i = 0; i < arguments.size(); ++i) {
-    const std::string where = place + "/arguments/" + std::to_string(i);
-    const json& argument = arguments[i];
-    if (!argument.is_array() || argument.size() != 2 || !argument[0].is_string() ||
-        !argument[1].is_string()) {
-      Reject(where, "expected [name, text]");
-    }
-    work.arguments.emplace_back(FromUtf8(argument[0].get<std::string>()),
-                                FromUtf8(argument[1].get<std::string>()));
+    work.arguments.push_back(
+        TextPair(arguments[i], place + "/arguments/" + std::to_string(i), "expected [name, text]"));
   }
   return work;
 }
@@ -339,7 +351,7 @@ void ResumeUnderWay(const json& underWay, HostCore& core) {
     RejectUnknownKeys(jobs[i], {"namespace", "job", "finishAtMs", "effect", "onFailure", "failure"},
                       place);
     HostCore::PendingJob pending{
-        FromUtf8(Required<std::string>(jobs[i], "namespace", place)),
+        NamespaceOfEntry(jobs[i], place, core),
         Required<std::uint64_t>(jobs[i], "finishAtMs", place), std::nullopt,
         DeferredFromJson(jobs[i].value("effect", json::object()), place + "/effect"),
         jobs[i].contains("onFailure")
@@ -352,9 +364,6 @@ void ResumeUnderWay(const json& underWay, HostCore& core) {
           Required<std::uint16_t>(failure, "errorCode", place + "/failure"),
           FromUtf8(Setting<std::string>(failure, "description", "", place + "/failure"))};
     }
-    if (!core.HasNamespace(pending.nameSpace)) {
-      Reject(place + "/namespace", "the host has no such namespace");
-    }
     const std::wstring job = FromUtf8(Required<std::string>(jobs[i], "job", place));
     if (!core.Namespace(pending.nameSpace).Find(job)) {
       Reject(place + "/job", "names no job of the scenario");
@@ -366,26 +375,19 @@ void ResumeUnderWay(const json& underWay, HostCore& core) {
     const std::string place = "/underWay/timers/" + std::to_string(i);
     RejectUnknownKeys(timers[i], {"namespace", "dueAtMs", "work"}, place);
     HostCore::Timer timer{
-        FromUtf8(Required<std::string>(timers[i], "namespace", place)),
+        NamespaceOfEntry(timers[i], place, core),
         DeferredFromJson(timers[i].value("work", json::object()), place + "/work")};
-    if (!core.HasNamespace(timer.nameSpace)) {
-      Reject(place + "/namespace", "the host has no such namespace");
-    }
     core.ResumeTimer(Required<std::uint64_t>(timers[i], "dueAtMs", place), std::move(timer));
   }
   const json& held = ArrayAt(underWay, "heldAnswers", "/underWay");
   for (std::size_t i = 0; i < held.size(); ++i) {
     const std::string place = "/underWay/heldAnswers/" + std::to_string(i);
-    if (!held[i].is_array() || held[i].size() != 2 || !held[i][0].is_string() ||
-        !held[i][1].is_string()) {
-      Reject(place, "expected [call, job path]");
-    }
-    const auto job =
-        core.Namespace(kVirtualizationNamespace).Find(FromUtf8(held[i][1].get<std::string>()));
+    const auto [call, jobPath] = TextPair(held[i], place, "expected [call, job path]");
+    const auto job = core.Namespace(kVirtualizationNamespace).Find(jobPath);
     if (!job) {
       Reject(place + "/1", "names no job of the scenario");
     }
-    core.HeldAnswers()[FromUtf8(held[i][0].get<std::string>())] = *job;
+    core.HeldAnswers()[call] = *job;
   }
 }
 
