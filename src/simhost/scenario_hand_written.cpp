@@ -79,8 +79,7 @@ std::wstring MakeDiskChain(HostCore& host, const json& disk, const std::string& 
     where += kParentStep;
   }
   std::wstring parent;
-  for (std::size_t depth = chain.size(); depth-- > 0;
-       where.resize(where.size() - (depth > 0 ? kParentStep.size() : 0))) {
+  for (std::size_t depth = chain.size(); depth-- > 0;) {
     const json& entry = *chain[depth];
     const bool declaresParent = depth + 1 < chain.size();
     std::wstring path;
@@ -113,6 +112,9 @@ std::wstring MakeDiskChain(HostCore& host, const json& disk, const std::string& 
       CreateDiskFile(host, path, size, parent);
     }
     parent = path;
+    if (depth > 0) {
+      where.resize(where.size() - kParentStep.size());
+    }
   }
   return parent;
 }

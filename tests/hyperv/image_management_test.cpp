@@ -53,17 +53,27 @@ TEST_F(SimHostTest, ZeroProcessedEndsTheWalk) {
   EXPECT_EQ(ranges[1].offset, 8192u);
 }
 
+// A disk whose every change query answers through a job with these outputs, however often it is
+// asked; `calls` counts the queries.
+void AnswerThroughJobs(HostCore& core, const std::wstring& path, const PropertyMap& outputs,
+                       int& calls) {
+  CreateDiskFile(core, path, 1 << 20, L"");
+  core.SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", false);
+  core.RegisterMethod(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges",
+                      [&calls, outputs](MethodCall& call) {
+                        ++calls;
+                        for (const auto& [name, value] : outputs) {
+                          call.out[name] = value;
+                        }
+                        return call.Complete(0, {});
+                      });
+}
+
 // A planted host: every pass answers through a job and never gives its outputs, even to the
 // call made after the job. The library must not take the silence for "nothing changed".
 TEST_F(SimHostTest, OutputsThatNeverComeFailTheGathering) {
-  CreateDiskFile(Core(), L"D:\\silent.vhdx", 1 << 20, L"");
-  Core().SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", false);
   int calls = 0;
-  Core().RegisterMethod(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges",
-                        [&calls](MethodCall& call) {
-                          ++calls;
-                          return call.Complete(0, {});
-                        });
+  AnswerThroughJobs(Core(), L"D:\\silent.vhdx", {}, calls);
   const auto e = GatheringFailure(*service_, L"D:\\silent.vhdx");
   EXPECT_EQ(e.GetErrorCode(), 0xFFFFFFFFu);
   EXPECT_NE(std::wstring(e.GetMessageDescription()).find(L"ProcessedByteLength"),
@@ -73,15 +83,9 @@ TEST_F(SimHostTest, OutputsThatNeverComeFailTheGathering) {
 
 // "0" is an answer, not a missing one: it ends the gathering through a job as it does at once.
 TEST_F(SimHostTest, ZeroProcessedThroughAJobIsNotAskedAgain) {
-  CreateDiskFile(Core(), L"D:\\zero.vhdx", 1 << 20, L"");
-  Core().SetSynchronous(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", false);
   int calls = 0;
-  Core().RegisterMethod(L"Msvm_ImageManagementService", L"GetVirtualDiskChanges",
-                        [&calls](MethodCall& call) {
-                          ++calls;
-                          call.out[L"ProcessedByteLength"] = WmiValue::String(L"0");
-                          return call.Complete(0, {});
-                        });
+  AnswerThroughJobs(Core(), L"D:\\zero.vhdx", {{L"ProcessedByteLength", WmiValue::String(L"0")}},
+                    calls);
   EXPECT_TRUE(GetVirtualDiskChanges(*service_, L"D:\\zero.vhdx", L"rctX:any").empty());
   EXPECT_EQ(calls, 1);
 }

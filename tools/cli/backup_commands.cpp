@@ -100,8 +100,6 @@ void Write(Session& session, const Arguments& arguments) {
            std::to_string(arguments.offset) + "\n");
 }
 
-}  // namespace
-
 // A count of bytes as digits only: a minus sign would wrap round to a huge number.
 CLI::Validator ByteCount() {
   return CLI::Validator(
@@ -113,6 +111,8 @@ CLI::Validator ByteCount() {
       },
       "BYTES");
 }
+
+}  // namespace
 
 void AddBackupCommands(CLI::App& app, Commands& commands) {
   auto arguments = std::make_shared<Arguments>();
