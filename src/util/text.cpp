@@ -106,6 +106,18 @@ std::wstring FromUtf8(std::string_view utf8) {
   return out;
 }
 
+bool IsValidUtf8(std::string_view utf8) {
+  static constexpr std::string_view kEncodedReplacement = "\xEF\xBF\xBD";
+  for (std::size_t i = 0; i < utf8.size();) {
+    const std::size_t start = i;
+    if (DecodeUtf8(utf8, i) == kReplacement &&
+        utf8.substr(start, i - start) != kEncodedReplacement) {
+      return false;
+    }
+  }
+  return true;
+}
+
 std::wstring QuotedLiteral(std::wstring_view text) {
   std::wstring literal;
   literal.reserve(text.size() + 2);

@@ -10,6 +10,8 @@ namespace quorvane {
 // Ill-formed input never fails: each bad sequence becomes U+FFFD.
 std::string ToUtf8(std::wstring_view wide);
 std::wstring FromUtf8(std::string_view utf8);
+// Whether the text is well-formed UTF-8 (no overlong forms, surrogates or values past U+10FFFF).
+bool IsValidUtf8(std::string_view utf8);
 
 // Whether every character is ASCII, so that the text fits one byte a character as it is.
 inline bool IsAscii(std::wstring_view text) {
