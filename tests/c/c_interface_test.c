@@ -6,7 +6,10 @@
 #include "c_check.h"
 
 #ifdef _WIN32
+#include <objbase.h>
 #include <windows.h>
+/* The simulated host's DLL serves it as the process's WMI once registered. */
+__declspec(dllimport) HRESULT __stdcall DllRegisterServer(void);
 #else
 #include <pthread.h>
 #endif
@@ -345,7 +348,9 @@ struct thread_work {
 #ifdef _WIN32
 static DWORD WINAPI thread_main(LPVOID argument) {
   struct thread_work* work = (struct thread_work*)argument;
+  CoInitializeEx(NULL, COINIT_MULTITHREADED);
   work->wrong = fail_repeatedly(work->management, work->name);
+  CoUninitialize();
   return 0;
 }
 #else
@@ -436,6 +441,12 @@ static void failures(void) {
 }
 
 int main(int argc, char** argv) {
+#ifdef _WIN32
+  if (FAILED(CoInitializeEx(NULL, COINIT_MULTITHREADED)) || FAILED(DllRegisterServer())) {
+    fprintf(stderr, "cannot serve the simulated host\n");
+    return 2;
+  }
+#endif
   if (argc > 1 && strcmp(argv[1], "--sweep") == 0) {
     return run_fault_sweep() == 0 && check_failures == 0 ? 0 : 1;
   }

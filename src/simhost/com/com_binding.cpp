@@ -5,10 +5,14 @@
 
 #include <cstring>
 
+#include "capi/c_errors.h"
+#include "capi/c_handles.h"
 #include "quorvane/exceptions.h"
 #include "quorvane/simulated_host.h"
+#include "simhost/c_root_binding.h"
 #include "simhost/com/served_host.h"
 #include "simhost/host_core.h"
+#include "simhost/host_core_access.h"
 #include "simhost/sim_wmi.h"
 
 namespace quorvane::sim {
@@ -19,6 +23,11 @@ constexpr std::uint32_t kLibraryErrorCode = 0xFFFFFFFFu;
 using CreateRemote = IQuorvane* (*)(const wchar_t*, const wchar_t*, const wchar_t*);
 using CreateRemotePlain = std::uint32_t (*)(const wchar_t*, const wchar_t*, const wchar_t*,
                                             IQuorvane**);
+using CreateRemoteC = qv_status (*)(const char*, const char*, const char*, qv_root**);
+using LastErrorCode = std::uint32_t (*)();
+using LastErrorMessage = const char* (*)();
+using LastErrorKind = std::int32_t (*)();
+using LastErrorUnusable = int (*)();
 
 // The library waits with Sleep; a wait on a thread that talks to a served host advances that
 // host's clock instead, as the direct binding's waits do.
@@ -74,6 +83,12 @@ Function ExportOf(HMODULE library, const char* name) {
 struct LibraryEntryPoints {
   CreateRemote createRemote = nullptr;
   CreateRemotePlain createRemotePlain = nullptr;
+  // The C interface's: a root handle is made, and its failure recorded, by quorvane.dll.
+  CreateRemoteC createRemoteC = nullptr;
+  LastErrorCode lastErrorCode = nullptr;
+  LastErrorMessage lastErrorMessage = nullptr;
+  LastErrorKind lastErrorKind = nullptr;
+  LastErrorUnusable lastErrorUnusable = nullptr;
 };
 
 LibraryEntryPoints Load() {
@@ -83,12 +98,20 @@ LibraryEntryPoints Load() {
   }
   RedirectImport(library, "kernel32.dll", "Sleep", reinterpret_cast<void*>(&WaitOnServedHost));
   return {ExportOf<CreateRemote>(library, "_ZN8quorvane20CreateQuorvaneRemoteEPKwS1_S1_"),
-          ExportOf<CreateRemotePlain>(library, "CreateQuorvaneRemote")};
+          ExportOf<CreateRemotePlain>(library, "CreateQuorvaneRemote"),
+          ExportOf<CreateRemoteC>(library, "qv_create_remote"),
+          ExportOf<LastErrorCode>(library, "qv_last_error_code"),
+          ExportOf<LastErrorMessage>(library, "qv_last_error_message"),
+          ExportOf<LastErrorKind>(library, "qv_last_error_kind"),
+          ExportOf<LastErrorUnusable>(library, "qv_last_error_change_tracking_unusable")};
 }
 
 const LibraryEntryPoints& Library() {
   static const LibraryEntryPoints entryPoints = Load();
-  if (entryPoints.createRemote == nullptr || entryPoints.createRemotePlain == nullptr) {
+  if (entryPoints.createRemote == nullptr || entryPoints.createRemotePlain == nullptr ||
+      entryPoints.createRemoteC == nullptr || entryPoints.lastErrorCode == nullptr ||
+      entryPoints.lastErrorMessage == nullptr || entryPoints.lastErrorKind == nullptr ||
+      entryPoints.lastErrorUnusable == nullptr) {
     throw DefaultException(kLibraryErrorCode, L"quorvane.dll or its entry points not found");
   }
   return entryPoints;
@@ -113,6 +136,33 @@ std::uint32_t SimulatedHost::CreateQuorvane(const wchar_t* host, const wchar_t* 
   }
   com::Serve(core_);
   return library->createRemotePlain(host, user, password, out);
+}
+
+qv_status CreateRootHandle(const SimulatedHost& host, const char* hostName, const char* user,
+                           const char* password, qv_root** out) noexcept {
+  const LibraryEntryPoints* library = nullptr;
+  const qv_status found = capi::RunGuarded([&] {
+    capi::OutputOf(out);
+    library = &Library();
+    com::Serve(HostCoreAccess::Core(host));
+  });
+  if (found != QV_OK) {
+    return found;
+  }
+  const qv_status status = library->createRemoteC(hostName, user, password, out);
+  if (status != QV_OK) {
+    // The failure was recorded by quorvane.dll; this module's readers give it too.
+    capi::LastError& last = capi::ThreadLastError();
+    last.code = library->lastErrorCode();
+    last.kind = library->lastErrorKind();
+    last.changeTrackingUnusable = library->lastErrorUnusable() != 0;
+    try {
+      last.message = library->lastErrorMessage();
+    } catch (...) {
+      last.message.clear();
+    }
+  }
+  return status;
 }
 
 }  // namespace quorvane::sim
