@@ -22,6 +22,11 @@ expected=(
   _ZN8quorvane21AccessDeniedExceptionC1EjPKw
   _ZN8quorvane23HyperVNotFoundExceptionC1EjPKw
 )
+# And every function of the module-definition file: the C interface.
+def="$(dirname "$0")/../src/quorvane.def"
+while read -r name; do
+  expected+=("$name")
+done < <(sed -n '/^EXPORTS/,$p' "$def" | tail -n +2 | awk '{print $1}')
 missing=0
 for name in "${expected[@]}"; do
   if ! grep -qE "\] ${name}\$" <<<"$exports"; then

@@ -6,7 +6,8 @@ packages=(
   cmake ninja-build g++ clang libclang-rt-dev clang-format doxygen python3 pkg-config
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   libpugixml-dev nlohmann-json3-dev libcli11-dev
-  g++-mingw-w64-x86-64 wine64
+  g++-mingw-w64-x86-64 wine64 wine64-tools lld llvm
+  python3-pytest python3-pip python3-setuptools python3-wheel
 )
 
 sudo_cmd=()

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Sets up a fresh Debian machine and runs every test: the normal build, a consumer project
-# against the installed library, the sanitizer build, the Windows DLL and the public suite
-# through it under Wine, the ThreadSanitizer build's thread tests, the clang build, the fuzz
+# against the installed library, the Python package, the sanitizer build, the Windows DLL and
+# the public suite through it under Wine, a host built for Microsoft's ABI, the ThreadSanitizer build's thread tests, the clang build, the fuzz
 # targets, the reference documentation, the class table's generator and the formatting check.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -34,6 +34,13 @@ g++ -std=c++20 tests/consumer/consumer_test.cpp $(pkg-config --cflags --libs quo
   -o build/consumer/pkgconfig_consumer
 LD_LIBRARY_PATH="$PWD/build/install/lib" build/consumer/pkgconfig_consumer
 
+# The Python package, installed from the checkout without a network, and its suite against the
+# simulated host (the README's example among it).
+rm -rf build/python
+python3 -m pip install --quiet --no-build-isolation --no-index --target build/python bindings/python
+QUORVANE_PYTHON_INSTALLED=1 PYTHONPATH="$PWD/build/python" QUORVANE_LIBRARY_DIR="$PWD/build/src" \
+  python3 -m pytest -q -p no:cacheprovider tests/python
+
 # The public suite's call logs through the direct binding, to compare with the COM run below.
 rm -rf build/call-logs && mkdir -p build/call-logs
 QUORVANE_CALL_LOG_DIR="$PWD/build/call-logs" build/tests/quorvane_public_tests >/dev/null
@@ -57,6 +64,9 @@ if ! grep -q "^ProductVersion$" <<<"$dll_strings"; then
   exit 1
 fi
 scripts/run-wine-test.sh "$PWD/build-windows/wineprefix" build-windows/bin/quorvane_windows_tests.exe
+# A host built for Microsoft's ABI (clang and lld-link, against quorvane.lib) runs the C
+# interface's program and its fault sweep under Wine; its call logs must equal the native run's.
+scripts/msvc-abi-c-host.sh build-windows build
 # The public suite again, through quorvane.dll's COM code against the simulated host served
 # over COM; every test must make the same calls as through the direct binding.
 rm -rf build-windows/call-logs && mkdir -p build-windows/call-logs

@@ -1,7 +1,9 @@
 #include "capi/c_errors.h"
 
+#include <algorithm>
 #include <exception>
 #include <new>
+#include <string>
 
 #include "quorvane/exceptions.h"
 #include "util/text.h"
@@ -33,12 +35,9 @@ std::uint32_t StatusOf(std::uint32_t code) {
   return code == 0 ? QV_LIBRARY_ERROR : code;
 }
 
-void Record(std::uint32_t code, std::int32_t kind, bool unusable, std::string message) noexcept {
-  LastError& last = ThreadLastError();
-  last.code = code;
-  last.kind = kind;
-  last.changeTrackingUnusable = unusable;
-  last.message.swap(message);
+void Record(std::uint32_t code, std::int32_t kind, bool unusable,
+            std::string_view message) noexcept {
+  ThreadLastError().Set(code, kind, unusable, message);
 }
 
 // Text from a standard exception may be in any encoding; what is not UTF-8 is replaced.
@@ -47,6 +46,21 @@ std::string AsUtf8(const char* text) {
 }
 
 }  // namespace
+
+void LastError::Set(std::uint32_t failureCode, std::int32_t failureKind, bool unusable,
+                    std::string_view text) noexcept {
+  code = failureCode;
+  kind = failureKind;
+  changeTrackingUnusable = unusable;
+  std::size_t length = std::min(text.size(), kMessageCapacity - 1);
+  if (length < text.size()) {
+    while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) {
+      --length;  // not inside a character
+    }
+  }
+  text.copy(message, length);
+  message[length] = '\0';
+}
 
 LastError& ThreadLastError() noexcept {
   thread_local LastError last;
@@ -66,12 +80,7 @@ qv_status RecordCurrentException() noexcept {
     }
     return status;
   } catch (const std::bad_alloc&) {
-    Record(QV_LIBRARY_ERROR, QV_ERROR_NOT_LIBRARY, false, {});
-    // Without memory for the message, the record says it in a string that needs none.
-    try {
-      ThreadLastError().message = "Out of memory";
-    } catch (...) {
-    }
+    Record(QV_LIBRARY_ERROR, QV_ERROR_NOT_LIBRARY, false, "Out of memory");
     return QV_LIBRARY_ERROR;
   } catch (const std::exception& failure) {
     try {
@@ -81,11 +90,7 @@ qv_status RecordCurrentException() noexcept {
     }
     return QV_LIBRARY_ERROR;
   } catch (...) {
-    Record(QV_LIBRARY_ERROR, QV_ERROR_NOT_LIBRARY, false, {});
-    try {
-      ThreadLastError().message = "Unknown failure";
-    } catch (...) {
-    }
+    Record(QV_LIBRARY_ERROR, QV_ERROR_NOT_LIBRARY, false, "Unknown failure");
     return QV_LIBRARY_ERROR;
   }
 }
@@ -99,7 +104,7 @@ std::uint32_t qv_last_error_code(void) {
 }
 
 const char* qv_last_error_message(void) {
-  return quorvane::capi::ThreadLastError().message.c_str();
+  return quorvane::capi::ThreadLastError().message;
 }
 
 std::int32_t qv_last_error_kind(void) {

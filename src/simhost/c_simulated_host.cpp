@@ -115,7 +115,7 @@ std::uint32_t qv_sim_last_error_code(void) {
 }
 
 const char* qv_sim_last_error_message(void) {
-  return ThreadLastError().message.c_str();
+  return ThreadLastError().message;
 }
 
 qv_status qv_sim_host_create(qv_sim_host** out) {

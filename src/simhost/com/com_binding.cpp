@@ -152,15 +152,8 @@ qv_status CreateRootHandle(const SimulatedHost& host, const char* hostName, cons
   const qv_status status = library->createRemoteC(hostName, user, password, out);
   if (status != QV_OK) {
     // The failure was recorded by quorvane.dll; this module's readers give it too.
-    capi::LastError& last = capi::ThreadLastError();
-    last.code = library->lastErrorCode();
-    last.kind = library->lastErrorKind();
-    last.changeTrackingUnusable = library->lastErrorUnusable() != 0;
-    try {
-      last.message = library->lastErrorMessage();
-    } catch (...) {
-      last.message.clear();
-    }
+    capi::ThreadLastError().Set(library->lastErrorCode(), library->lastErrorKind(),
+                                library->lastErrorUnusable() != 0, library->lastErrorMessage());
   }
   return status;
 }
