@@ -64,9 +64,10 @@ if ! grep -q "^ProductVersion$" <<<"$dll_strings"; then
   exit 1
 fi
 scripts/run-wine-test.sh "$PWD/build-windows/wineprefix" build-windows/bin/quorvane_windows_tests.exe
-# A host built for Microsoft's ABI (clang and lld-link, against quorvane.lib) runs the C
-# interface's program and its fault sweep under Wine; its call logs must equal the native run's.
-scripts/msvc-abi-c-host.sh build-windows build
+# Hosts built for Microsoft's ABI (clang and lld-link, against quorvane.lib) run under Wine: the
+# C interface's program and its fault sweep, whose call logs must equal the native run's, and the
+# header-only C++ layer's program.
+scripts/msvc-abi-hosts.sh build-windows build
 # The public suite again, through quorvane.dll's COM code against the simulated host served
 # over COM; every test must make the same calls as through the direct binding.
 rm -rf build-windows/call-logs && mkdir -p build-windows/call-logs
