@@ -34,7 +34,8 @@ link() {
     "$wine_libs/libkernel32.a" "$wine_libs/libole32.a"
 }
 
-for source in tests/c/c_interface_test.c tests/c/c_call_log.c tests/c/c_fault_sweep.c; do
+for source in tests/c/c_interface_test.c tests/c/c_call_log.c tests/c/c_fault_sweep.c \
+  tests/c/c_scene.c; do
   compile clang "$objects/c" "$source" -std=c11 -Wno-pragma-pack
 done
 link "$bin/quorvane_c_tests_msvc.exe" "$objects/c" "$wine_libs/libucrtbase.a"

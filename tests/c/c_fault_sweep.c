@@ -4,50 +4,12 @@
 #include <stdlib.h>
 
 #include "c_check.h"
+#include "c_scene.h"
 
 static const uint32_t kStatus = 0x80041001u; /* WBEM_E_FAILED: no special handling anywhere */
 static const uint32_t kReturnValue = 32768u;
 static const uint16_t kJobError = 32769u;
 static const char kJobDescription[] = "injected job failure";
-
-struct sweep_scene {
-  qv_sim_host* host;
-  qv_root* root;
-  char running[64];
-  char off[64];
-  char lan[64];
-  char checkpoint[64];
-};
-
-static void keep(char* to, const char* id) {
-  to[0] = '\0';
-  if (id != NULL && strlen(id) < 64) {
-    strcpy(to, id);
-  }
-}
-
-static void open_scene(struct sweep_scene* s) {
-  const char* id = NULL;
-  memset(s, 0, sizeof *s);
-  CHECK_OK(qv_sim_host_create(&s->host));
-  CHECK_OK(qv_sim_host_add_machine(s->host, "web", NULL, 1, 2, &id));
-  keep(s->running, id);
-  CHECK_OK(qv_sim_host_add_machine(s->host, "db", NULL, 1, 3, &id));
-  keep(s->off, id);
-  CHECK_OK(qv_sim_host_add_switch(s->host, "LAN", &id));
-  keep(s->lan, id);
-  CHECK_OK(qv_sim_host_add_disk_file(s->host, "D:\\web.vhdx", 1ull << 30, NULL, NULL));
-  CHECK_OK(qv_sim_host_add_disk_file(s->host, "E:\\new.vhdx", 1ull << 30, NULL, NULL));
-  CHECK_OK(qv_sim_host_attach_disk(s->host, s->running, "D:\\web.vhdx"));
-  CHECK_OK(qv_sim_host_add_snapshot(s->host, s->off, "known good", 0, &id));
-  keep(s->checkpoint, id);
-  CHECK_OK(qv_sim_host_create_root(s->host, NULL, NULL, NULL, &s->root));
-}
-
-static void close_scene(struct sweep_scene* s) {
-  qv_root_release(s->root);
-  qv_sim_host_release(s->host);
-}
 
 /* Each operation stops at its first failure and returns it. */
 #define TRY(call)          \
@@ -58,14 +20,14 @@ static void close_scene(struct sweep_scene* s) {
     }                      \
   } while (0)
 
-static qv_status make_root(struct sweep_scene* s) {
+static qv_status make_root(struct scene* s) {
   qv_root* root = NULL;
   qv_status status = qv_sim_host_create_root(s->host, "HV-HOST01", "admin", "pw", &root);
   qv_root_release(root);
   return status;
 }
 
-static qv_status walk_machines(struct sweep_scene* s) {
+static qv_status walk_machines(struct scene* s) {
   qv_status status;
   qv_machine_enumerator* machines = NULL;
   qv_machine_info* info = NULL;
@@ -93,7 +55,7 @@ done:
   return status;
 }
 
-static qv_status power(struct sweep_scene* s) {
+static qv_status power(struct scene* s) {
   qv_status status;
   qv_machine_management* management = NULL;
   uint32_t state;
@@ -106,7 +68,7 @@ done:
   return status;
 }
 
-static qv_status checkpoints(struct sweep_scene* s) {
+static qv_status checkpoints(struct scene* s) {
   qv_status status;
   qv_snapshot_management* snapshots = NULL;
   TRY(qv_root_create_snapshot_management(s->root, s->off, &snapshots));
@@ -119,7 +81,7 @@ done:
   return status;
 }
 
-static qv_status backup(struct sweep_scene* s) {
+static qv_status backup(struct scene* s) {
   qv_status status;
   qv_snapshot_management* snapshots = NULL;
   qv_change_enumerator* changes = NULL;
@@ -134,7 +96,7 @@ static qv_status backup(struct sweep_scene* s) {
   TRY(qv_root_create_snapshot_management(s->root, s->running, &snapshots));
   TRY(qv_snapshot_management_create_recovery_snapshot(snapshots, 0, &failed, &level));
   TRY(qv_snapshot_management_get_last_snapshot_id(snapshots, &text));
-  keep(recovery, text);
+  scene_keep_id(recovery, text);
   TRY(qv_snapshot_management_get_change_enumerator(snapshots, recovery, &changes));
   TRY(qv_change_enumerator_next(changes, &has));
   TRY(qv_change_enumerator_get_change_tracking_id(changes, &text));
@@ -157,7 +119,7 @@ done:
   return status;
 }
 
-static qv_status define_and_edit(struct sweep_scene* s) {
+static qv_status define_and_edit(struct scene* s) {
   qv_status status;
   qv_machine_builder* builder = NULL;
   qv_machine_editor* editor = NULL;
@@ -180,7 +142,7 @@ done:
 
 struct operation {
   const char* name;
-  qv_status (*run)(struct sweep_scene*);
+  qv_status (*run)(struct scene*);
 };
 
 static const struct operation kOperations[] = {
@@ -211,10 +173,10 @@ enum fault { kFaultStatus, kFaultReturnValue, kFaultJob };
 static void inject(const struct operation* operation, enum fault fault, const char* call_operation,
                    const char* call_target, const char* cls, const char* method, int nth,
                    struct figures* figures) {
-  struct sweep_scene s;
+  struct scene s;
   qv_status status, expected = 0;
   char message[64] = "";
-  open_scene(&s);
+  scene_open(&s);
   CHECK_OK(qv_sim_host_clear_call_log(s.host));
   switch (fault) {
     case kFaultStatus:
@@ -247,7 +209,7 @@ static void inject(const struct operation* operation, enum fault fault, const ch
             call_operation, method, nth, (unsigned)status,
             status != QV_OK ? qv_last_error_message() : "");
   }
-  close_scene(&s);
+  scene_close(&s, NULL);
 }
 
 /* The operations each kind of call had before the one at `index`, to name it as its n-th. */
@@ -269,10 +231,10 @@ static int nth_of(qv_sim_call_log* log, uint64_t index, const char* operation, c
 }
 
 static void sweep(const struct operation* operation, struct figures* figures) {
-  struct sweep_scene s;
+  struct scene s;
   qv_sim_call_log* log = NULL;
   uint64_t count = 0, i;
-  open_scene(&s);
+  scene_open(&s);
   CHECK_OK(qv_sim_host_clear_call_log(s.host));
   CHECK_OK(operation->run(&s));
   CHECK_OK(qv_sim_host_call_log(s.host, &log));
@@ -301,7 +263,7 @@ static void sweep(const struct operation* operation, struct figures* figures) {
     }
   }
   qv_sim_call_log_release(log);
-  close_scene(&s);
+  scene_close(&s, NULL);
 }
 
 int run_fault_sweep(void) {

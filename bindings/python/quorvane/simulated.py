@@ -7,7 +7,7 @@ from dataclasses import dataclass
 from typing import Optional, Union
 
 from ._errors import raise_for_sim
-from ._handles import decode, encode
+from ._handles import Handle, decode, encode
 from ._native import libraries
 from ._objects import Factory, Root
 
@@ -38,19 +38,20 @@ def _sim():
     return sim
 
 
-class SimulatedHost:
+class SimulatedHost(Handle):
     """One simulated host; close() or a `with` block gives it back (roots keep it alive)."""
 
-    def __init__(self, pointer: ctypes.c_void_p) -> None:
-        self._library = _sim()
-        self._pointer: Optional[ctypes.c_void_p] = pointer
+    _prefix = "qv_sim_host"
+
+    def __init__(self, pointer: ctypes.c_void_p, library=None) -> None:
+        super().__init__(pointer, library if library is not None else _sim())
 
     @classmethod
     def _made(cls, function: str, *args) -> "SimulatedHost":
         sim = _sim()
         pointer = ctypes.c_void_p()
         raise_for_sim(getattr(sim, function)(*args, ctypes.byref(pointer)), sim)
-        return cls(pointer)
+        return cls(pointer, sim)
 
     @classmethod
     def create(cls) -> "SimulatedHost":
@@ -70,28 +71,9 @@ class SimulatedHost:
     def load(cls, path: Union[str, os.PathLike]) -> "SimulatedHost":
         return cls._made("qv_sim_host_load", encode(os.fspath(path)))
 
-    def close(self) -> None:
-        if self._pointer is not None:
-            self._library.qv_sim_host_release(self._pointer)
-            self._pointer = None
-
-    def __enter__(self) -> "SimulatedHost":
-        return self
-
-    def __exit__(self, *exc: object) -> None:
-        self.close()
-
-    def __del__(self) -> None:
-        try:
-            self.close()
-        except Exception:  # noqa: BLE001 - never raise from the collector
-            pass
-
     def _call(self, operation: str, *args) -> None:
-        if self._pointer is None:
-            raise ValueError("SimulatedHost is closed")
-        function = getattr(self._library, f"qv_sim_host_{operation}")
-        raise_for_sim(function(self._pointer, *args), self._library)
+        function = getattr(self._library, f"{self._prefix}_{operation}")
+        raise_for_sim(function(self._handle(), *args), self._library)
 
     def _identifier(self, operation: str, *args) -> str:
         text = ctypes.c_char_p()
