@@ -96,23 +96,3 @@ qv_status RecordCurrentException() noexcept {
 }
 
 }  // namespace quorvane::capi
-
-extern "C" {
-
-std::uint32_t qv_last_error_code(void) {
-  return quorvane::capi::ThreadLastError().code;
-}
-
-const char* qv_last_error_message(void) {
-  return quorvane::capi::ThreadLastError().message;
-}
-
-std::int32_t qv_last_error_kind(void) {
-  return quorvane::capi::ThreadLastError().kind;
-}
-
-int qv_last_error_change_tracking_unusable(void) {
-  return quorvane::capi::ThreadLastError().changeTrackingUnusable ? 1 : 0;
-}
-
-}  // extern "C"
