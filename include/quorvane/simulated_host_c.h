@@ -67,9 +67,13 @@ QUORVANE_API qv_status qv_sim_host_save(qv_sim_host* host, const char* path);
 /** @name Scripted failures
  *  A negative count means every call from now on.
  *  @{ */
+/** The next `count` calls of the method return `return_value` and change nothing
+ * (SimulatedHost::FailMethodCalls). */
 QUORVANE_API qv_status qv_sim_host_fail_method_calls(qv_sim_host* host, const char* class_name,
                                                      const char* method, uint32_t return_value,
                                                      int32_t count);
+/** The next `count` jobs the method starts end in state 10 with `error_code` (0: Hyper-V's own for
+ * that operation) and `description` (SimulatedHost::FailJobs). */
 QUORVANE_API qv_status qv_sim_host_fail_jobs(qv_sim_host* host, const char* class_name,
                                              const char* method, uint16_t error_code,
                                              const char* description, int32_t count);
@@ -77,15 +81,19 @@ QUORVANE_API qv_status qv_sim_host_fail_jobs(qv_sim_host* host, const char* clas
 QUORVANE_API qv_status qv_sim_host_fail_operations(qv_sim_host* host, const char* operation,
                                                    const char* match, uint32_t status,
                                                    int32_t count, int32_t kind);
+/** Only the `nth` matching method call from now on fails (SimulatedHost::FailNthMethodCall). */
 QUORVANE_API qv_status qv_sim_host_fail_nth_method_call(qv_sim_host* host, const char* class_name,
                                                         const char* method, int32_t nth,
                                                         uint32_t return_value);
+/** Only the `nth` job of the method fails (SimulatedHost::FailNthJob). */
 QUORVANE_API qv_status qv_sim_host_fail_nth_job(qv_sim_host* host, const char* class_name,
                                                 const char* method, int32_t nth,
                                                 uint16_t error_code, const char* description);
+/** Only the `nth` matching operation fails (SimulatedHost::FailNthOperation). */
 QUORVANE_API qv_status qv_sim_host_fail_nth_operation(qv_sim_host* host, const char* operation,
                                                       const char* match, int32_t nth,
                                                       uint32_t status, int32_t kind);
+/** Forgets every scripted failure that has not happened yet. */
 QUORVANE_API qv_status qv_sim_host_clear_faults(qv_sim_host* host);
 /** @} */
 
@@ -101,6 +109,7 @@ QUORVANE_API qv_status qv_sim_host_add_machine(qv_sim_host* host, const char* na
 QUORVANE_API qv_status qv_sim_host_add_snapshot(qv_sim_host* host, const char* machine_id,
                                                 const char* name, int recovery,
                                                 const char** out_id);
+/** A virtual Ethernet switch named `name`; `out_id` gets its identifier. */
 QUORVANE_API qv_status qv_sim_host_add_switch(qv_sim_host* host, const char* name,
                                               const char** out_id);
 /** A disk file, differencing when `parent_path` is not null or empty; `out_id` gets its
@@ -108,20 +117,27 @@ QUORVANE_API qv_status qv_sim_host_add_switch(qv_sim_host* host, const char* nam
 QUORVANE_API qv_status qv_sim_host_add_disk_file(qv_sim_host* host, const char* path,
                                                  uint64_t size_bytes, const char* parent_path,
                                                  const char** out_id);
+/** Attaches a disk file to the machine at the next free place (SimulatedHost::AttachDisk). */
 QUORVANE_API qv_status qv_sim_host_attach_disk(qv_sim_host* host, const char* machine_id,
                                                const char* path);
+/** Puts the ISO image in a new DVD drive of the machine. */
 QUORVANE_API qv_status qv_sim_host_attach_dvd(qv_sim_host* host, const char* machine_id,
                                               const char* iso_path);
+/** Takes the disk off the machine (SimulatedHost::DetachDisk). */
 QUORVANE_API qv_status qv_sim_host_detach_disk(qv_sim_host* host, const char* machine_id,
                                                const char* path);
+/** The machine's TPM, shielding and state encryption. */
 QUORVANE_API qv_status qv_sim_host_set_machine_security(qv_sim_host* host, const char* machine_id,
                                                         int tpm, int shielding, int encrypt_state);
 /** A guest write to the disk (SimulatedHost::WriteToDisk). */
 QUORVANE_API qv_status qv_sim_host_write_to_disk(qv_sim_host* host, const char* path,
                                                  uint64_t offset, uint64_t length);
+/** Makes every change tracking identifier of the disk's chain issued so far unknown. */
 QUORVANE_API qv_status qv_sim_host_expire_change_tracking(qv_sim_host* host, const char* path);
+/** Sets one property of the object at `object_path` from its text ("3", "TRUE", "Text"). */
 QUORVANE_API qv_status qv_sim_host_set_property(qv_sim_host* host, const char* object_path,
                                                 const char* property, const char* value);
+/** Removes the object at `object_path` and every association that refers to it. */
 QUORVANE_API qv_status qv_sim_host_remove_object(qv_sim_host* host, const char* object_path);
 /** @} */
 
@@ -138,13 +154,17 @@ QUORVANE_API qv_status qv_sim_host_create_factory(qv_sim_host* host, qv_factory*
 
 /** @name Clock and call log
  *  @{ */
+/** The host's clock, in milliseconds. */
 QUORVANE_API qv_status qv_sim_host_clock_ms(qv_sim_host* host, uint64_t* out);
 /** Moves the clock on: jobs and merges due by then end. */
 QUORVANE_API qv_status qv_sim_host_advance_clock(qv_sim_host* host, uint64_t milliseconds);
 /** The calls received so far. */
 QUORVANE_API qv_status qv_sim_host_call_log(qv_sim_host* host, qv_sim_call_log** out);
+/** Empties the call log. */
 QUORVANE_API qv_status qv_sim_host_clear_call_log(qv_sim_host* host);
+/** Gives the log back; its strings are invalid from then on. */
 QUORVANE_API void qv_sim_call_log_release(qv_sim_call_log* log);
+/** How many calls the log holds. */
 QUORVANE_API qv_status qv_sim_call_log_count(qv_sim_call_log* log, uint64_t* out);
 /** The call at `index`: any output may be null. `method` is "" for other operations than
  *  "ExecMethod". */
