@@ -36,10 +36,14 @@ LD_LIBRARY_PATH="$PWD/build/install/lib" build/consumer/pkgconfig_consumer
 
 # The Python package, installed from the checkout without a network, and its suite against the
 # simulated host (the README's example among it).
+# Debian's interpreter, which has the packages install-deps.sh installed, whatever else is on the
+# path.
+debian_python=/usr/bin/python3
 rm -rf build/python
-python3 -m pip install --quiet --no-build-isolation --no-index --target build/python bindings/python
+"$debian_python" -m pip install --quiet --no-build-isolation --no-index --target build/python \
+  bindings/python
 QUORVANE_PYTHON_INSTALLED=1 PYTHONPATH="$PWD/build/python" QUORVANE_LIBRARY_DIR="$PWD/build/src" \
-  python3 -m pytest -q -p no:cacheprovider tests/python
+  "$debian_python" -m pytest -q -p no:cacheprovider tests/python
 
 # The public suite's call logs through the direct binding, to compare with the COM run below.
 rm -rf build/call-logs && mkdir -p build/call-logs
