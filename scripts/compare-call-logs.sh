@@ -8,6 +8,7 @@ direct=$1
 com=$2
 compared=0
 different=0
+skipped=0
 for file in "$com"/*.log; do
   name=$(basename "$file")
   if [ ! -f "$direct/$name" ]; then
@@ -22,5 +23,17 @@ for file in "$com"/*.log; do
     different=$((different + 1))
   fi
 done
-echo "compare-call-logs: $compared tests compared, $different different"
+# A test that ran directly must have run through COM too, unless it said it was skipped there.
+for file in "$direct"/*.log; do
+  name=$(basename "$file" .log)
+  if [ -f "$com/$name.log" ]; then
+    continue
+  elif [ -f "$com/$name.skipped" ]; then
+    skipped=$((skipped + 1))
+  else
+    echo "compare-call-logs: $name.log was written by the direct run only" >&2
+    different=$((different + 1))
+  fi
+done
+echo "compare-call-logs: $compared tests compared, $different different, $skipped skipped through COM"
 [ "$compared" -gt 0 ] && [ "$different" -eq 0 ]

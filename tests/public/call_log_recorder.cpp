@@ -21,10 +21,17 @@ class CallLogRecorder : public ::testing::EmptyTestEventListener {
 
   void OnTestEnd(const ::testing::TestInfo& test) override {
     const char* dir = std::getenv("QUORVANE_CALL_LOG_DIR");
-    if (dir != nullptr && *dir != '\0' && !hosts_.empty() && !test.result()->Skipped()) {
-      // Parameterized tests have slashes in their names.
-      std::string name = std::string(test.test_suite_name()) + "." + test.name();
-      std::replace(name.begin(), name.end(), '/', '.');
+    if (dir == nullptr || *dir == '\0') {
+      hosts_.clear();
+      return;
+    }
+    // Parameterized tests have slashes in their names.
+    std::string name = std::string(test.test_suite_name()) + "." + test.name();
+    std::replace(name.begin(), name.end(), '/', '.');
+    if (test.result()->Skipped()) {
+      // Said so, so that the comparison knows the missing log is meant.
+      std::ofstream(std::string(dir) + "/" + name + ".skipped", std::ios::binary);
+    } else if (!hosts_.empty()) {
       std::string text;
       for (std::size_t i = 0; i < hosts_.size(); ++i) {
         text += "host " + std::to_string(i) + "\n" + CallLogText(hosts_[i].CallLog());

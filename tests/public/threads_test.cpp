@@ -9,7 +9,8 @@ namespace {
 
 TEST(ThreadsTest, ThreadsShareOneRootAndOneHost) {
   constexpr int kThreads = 6;
-  auto host = NewHost();
+  // Not tracked: the threads' calls interleave differently on every run.
+  auto host = sim::SimulatedHost::Create();
   std::vector<std::wstring> machines;
   for (int i = 0; i < kThreads; ++i) {
     const auto machine = host.AddMachine({.name = L"vm-" + std::to_wstring(i)});
