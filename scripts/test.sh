@@ -60,6 +60,9 @@ cmake -S . -B build-windows -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake
 cmake --build build-windows --parallel "$jobs"
 scripts/check-exports.sh build-windows/bin/quorvane.dll
+# The simulated host's DLL registers into a fresh prefix with regsvr32 only under Wine, and
+# regsvr32 /u leaves the prefix as it was.
+scripts/check-registration.sh build-windows
 # The whole listing is read first: with pipefail, "grep -q" stopping early would make strings
 # die of SIGPIPE and the check fail on a DLL that has the resource.
 dll_strings="$(strings -el build-windows/bin/quorvane.dll)"
