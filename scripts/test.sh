@@ -63,6 +63,9 @@ scripts/check-exports.sh build-windows/bin/quorvane.dll
 # The simulated host's DLL registers into a fresh prefix with regsvr32 only under Wine, and
 # regsvr32 /u leaves the prefix as it was.
 scripts/check-registration.sh build-windows
+# Clients no one here wrote: Wine's cscript lists the machines of the scenario that
+# QUORVANE_SCENARIO names, in a fresh prefix; the transcript is kept in tests/wine-clients.
+tests/wine-clients/run.sh build-windows
 # The whole listing is read first: with pipefail, "grep -q" stopping early would make strings
 # die of SIGPIPE and the check fail on a DLL that has the resource.
 dll_strings="$(strings -el build-windows/bin/quorvane.dll)"

@@ -8,10 +8,15 @@
 #include <olectl.h>
 #include <wbemidl.h>
 
+#include <cstdio>
 #include <functional>
+#include <memory>
+#include <string>
 
+#include "quorvane/exceptions.h"
 #include "simhost/com/served_host.h"
 #include "simhost/com/served_wmi.h"
+#include "simhost/com/system_wmi.h"
 
 namespace quorvane::sim::com {
 namespace {
@@ -49,6 +54,8 @@ class ClassFactory final : public ServedObject<IClassFactory> {
   InstanceMaker make_;
 };
 
+}  // namespace
+
 // The system's own WMI proxy, which implements the locator and context classes.
 HRESULT SystemClassObject(REFCLSID cls, REFIID iid, void** out) {
   wchar_t system[MAX_PATH];
@@ -67,7 +74,17 @@ HRESULT SystemClassObject(REFCLSID cls, REFIID iid, void** out) {
   return get ? get(cls, iid, out) : CLASS_E_CLASSNOTAVAILABLE;
 }
 
-}  // namespace
+HRESULT SystemLocator(IWbemLocator** out) {
+  *out = nullptr;
+  ComPtr<IClassFactory> factory;
+  HRESULT status = SystemClassObject(kLocatorClass, IID_IClassFactory,
+                                     reinterpret_cast<void**>(factory.GetAddressOf()));
+  if (FAILED(status)) {
+    return status;
+  }
+  return factory->CreateInstance(nullptr, IID_IWbemLocator, reinterpret_cast<void**>(out));
+}
+
 }  // namespace quorvane::sim::com
 
 using quorvane::sim::com::ClassFactory;
@@ -80,7 +97,19 @@ extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE
     return E_POINTER;
   }
   *out = nullptr;
-  const auto host = served::ServedHost();
+  std::shared_ptr<quorvane::sim::HostCore> host;
+  try {
+    host = served::ServedHostOrScenario();
+  } catch (const quorvane::DefaultException& failure) {
+    // A scenario named but not loaded: say so rather than answer with another host.
+    std::fputws((std::wstring(L"quorvane_simhost.dll: QUORVANE_SCENARIO: ") +
+                 failure.GetMessageDescription() + L"\n")
+                    .c_str(),
+                stderr);
+    return CLASS_E_CLASSNOTAVAILABLE;
+  } catch (...) {
+    return E_OUTOFMEMORY;
+  }
   served::InstanceMaker make;
   if (host && cls == served::kLocatorClass) {
     make = [host] { return ComPtr<IUnknown>(served::MakeServedLocator(host)); };

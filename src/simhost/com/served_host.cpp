@@ -4,8 +4,11 @@
 
 #include <map>
 #include <mutex>
+#include <optional>
 
+#include "quorvane/simulated_host.h"
 #include "simhost/host_core.h"
+#include "simhost/host_core_access.h"
 #include "simhost/sim_wmi.h"
 
 namespace quorvane::sim::com {
@@ -20,7 +23,53 @@ struct ServedState {
   // By thread identifier rather than in thread-local storage, whose destructors would run
   // under the loader's lock when a thread ends.
   std::map<DWORD, std::weak_ptr<SimService>> serviceOfThread;
+  // The scenario file's host and the file, when this process serves one.
+  std::optional<SimulatedHost> scenario;
+  std::wstring scenarioFile;
 };
+
+// How far a scenario's clock moves with each served call.
+constexpr std::uint64_t kScenarioStepMs = 100;
+
+// Holds the lock file beside the scenario, so that processes read and write it in turn.
+class ScenarioFileLock {
+ public:
+  explicit ScenarioFileLock(const std::wstring& file)
+      : handle_(CreateFileW((file + L".lock").c_str(), GENERIC_READ | GENERIC_WRITE,
+                            FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
+                            FILE_ATTRIBUTE_NORMAL, nullptr)) {
+    if (handle_ != INVALID_HANDLE_VALUE) {
+      OVERLAPPED whole{};
+      locked_ = LockFileEx(handle_, LOCKFILE_EXCLUSIVE_LOCK, 0, MAXDWORD, MAXDWORD, &whole) != 0;
+    }
+  }
+  ScenarioFileLock(const ScenarioFileLock&) = delete;
+  ScenarioFileLock& operator=(const ScenarioFileLock&) = delete;
+  ~ScenarioFileLock() {
+    if (handle_ != INVALID_HANDLE_VALUE) {
+      if (locked_) {
+        OVERLAPPED whole{};
+        UnlockFileEx(handle_, 0, MAXDWORD, MAXDWORD, &whole);
+      }
+      CloseHandle(handle_);
+    }
+  }
+
+ private:
+  HANDLE handle_;
+  bool locked_ = false;
+};
+
+std::wstring ScenarioVariable() {
+  const DWORD size = GetEnvironmentVariableW(L"QUORVANE_SCENARIO", nullptr, 0);
+  if (size == 0) {
+    return L"";
+  }
+  std::wstring value(size, L'\0');
+  const DWORD written = GetEnvironmentVariableW(L"QUORVANE_SCENARIO", value.data(), size);
+  value.resize(written < size ? written : 0);
+  return value;
+}
 
 ServedState& State() {
   static ServedState state;
@@ -37,6 +86,32 @@ void Serve(std::shared_ptr<HostCore> host) {
 std::shared_ptr<HostCore> ServedHost() {
   std::lock_guard lock(State().mutex);
   return State().host;
+}
+
+std::shared_ptr<HostCore> ServedHostOrScenario() {
+  std::lock_guard lock(State().mutex);
+  if (State().host) {
+    return State().host;
+  }
+  const std::wstring file = ScenarioVariable();
+  if (file.empty()) {
+    return nullptr;
+  }
+  const ScenarioFileLock fileLock(file);
+  State().scenario = SimulatedHost::LoadScenario(std::filesystem::path(file));
+  State().scenarioFile = file;
+  State().host = HostCoreAccess::Core(*State().scenario);
+  return State().host;
+}
+
+void ScenarioCallServed() {
+  std::lock_guard lock(State().mutex);
+  if (!State().scenario || State().host != HostCoreAccess::Core(*State().scenario)) {
+    return;
+  }
+  State().scenario->AdvanceClock(kScenarioStepMs);
+  const ScenarioFileLock fileLock(State().scenarioFile);
+  State().scenario->SaveScenario(std::filesystem::path(State().scenarioFile));
 }
 
 void NoteServiceOfThread(const std::shared_ptr<SimService>& service) {

@@ -22,6 +22,15 @@ namespace quorvane::sim::com {
 void Serve(std::shared_ptr<HostCore> host);
 std::shared_ptr<HostCore> ServedHost();
 
+// The served host; when none was served and QUORVANE_SCENARIO names a scenario file, the host
+// that file holds, served from now on. Null without either; raises when the file cannot be
+// loaded.
+std::shared_ptr<HostCore> ServedHostOrScenario();
+// After each served call: a scenario's host moves its clock on by one step (a client of its own
+// waits on the wall clock, which the host does not follow) and is written back to its file, so
+// that the next process goes on from there. Nothing for a host served otherwise.
+void ScenarioCallServed();
+
 // Served calls remember their service per thread, so that a wait on that thread advances the
 // right host's clock.
 void NoteServiceOfThread(const std::shared_ptr<SimService>& service);

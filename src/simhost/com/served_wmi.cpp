@@ -3,12 +3,14 @@
 #include <cwchar>
 #include <map>
 #include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/com_error.h"
 #include "quorvane/exceptions.h"
 #include "simhost/com/served_host.h"
+#include "simhost/com/system_wmi.h"
 #include "simhost/host_core.h"
 #include "simhost/object_path.h"
 #include "simhost/schema.h"
@@ -212,11 +214,45 @@ class ServedClassObject final
     return Status(WBEM_E_NOT_SUPPORTED);
   }
   HRESULT STDMETHODCALLTYPE Delete(LPCWSTR) override { return Status(WBEM_E_NOT_SUPPORTED); }
-  HRESULT STDMETHODCALLTYPE BeginEnumeration(LONG) override { return Status(WBEM_E_NOT_SUPPORTED); }
-  HRESULT STDMETHODCALLTYPE Next(LONG, BSTR*, VARIANT*, CIMTYPE*, LONG*) override {
-    return Status(WBEM_E_NOT_SUPPORTED);
+  // The properties one by one, as scripting clients list an object's members.
+  HRESULT STDMETHODCALLTYPE BeginEnumeration(LONG) override {
+    return Serve([&]() -> HRESULT {
+      enumerated_ = object_->GetPropertyNames();
+      nextEnumerated_ = 0;
+      return WBEM_S_NO_ERROR;
+    });
   }
-  HRESULT STDMETHODCALLTYPE EndEnumeration() override { return Status(WBEM_E_NOT_SUPPORTED); }
+  HRESULT STDMETHODCALLTYPE Next(LONG, BSTR* name, VARIANT* value, CIMTYPE* type,
+                                 LONG* flavor) override {
+    return Serve([&]() -> HRESULT {
+      if (!enumerated_) {
+        return Status(WBEM_E_UNEXPECTED);
+      }
+      if (nextEnumerated_ >= enumerated_->size()) {
+        return WBEM_S_NO_MORE_DATA;
+      }
+      const std::wstring& current = (*enumerated_)[nextEnumerated_];
+      const HRESULT read = Get(current.c_str(), 0, value, type, flavor);
+      if (FAILED(read)) {
+        return read;
+      }
+      if (name != nullptr) {
+        *name = SysAllocString(current.c_str());
+        if (*name == nullptr) {
+          if (value != nullptr) {
+            VariantClear(value);
+          }
+          return E_OUTOFMEMORY;
+        }
+      }
+      ++nextEnumerated_;
+      return WBEM_S_NO_ERROR;
+    });
+  }
+  HRESULT STDMETHODCALLTYPE EndEnumeration() override {
+    enumerated_.reset();
+    return WBEM_S_NO_ERROR;
+  }
   HRESULT STDMETHODCALLTYPE GetPropertyQualifierSet(LPCWSTR, IWbemQualifierSet**) override {
     return Status(WBEM_E_NOT_SUPPORTED);
   }
@@ -259,16 +295,22 @@ class ServedClassObject final
  private:
   std::shared_ptr<SimObject> object_;
   const MethodDef* method_;  // the method whose parameters this object holds, if any
+  std::optional<std::vector<std::wstring>> enumerated_;  // between Begin- and EndEnumeration
+  std::size_t nextEnumerated_ = 0;
 };
 
 class ServedEnumerator final
     : public ServedObject<IEnumWbemClassObject, RecordsBlanket<ServedEnumerator>> {
  public:
-  explicit ServedEnumerator(WmiObjects objects) : objects_(std::move(objects)) {}
+  explicit ServedEnumerator(WmiObjects objects, std::size_t next = 0)
+      : objects_(std::move(objects)), next_(next) {}
 
   std::wstring Who() const { return L"Enumerator"; }
 
-  HRESULT STDMETHODCALLTYPE Reset() override { return Status(WBEM_E_NOT_SUPPORTED); }
+  HRESULT STDMETHODCALLTYPE Reset() override {
+    next_ = 0;
+    return WBEM_S_NO_ERROR;
+  }
   HRESULT STDMETHODCALLTYPE Next(LONG, ULONG count, IWbemClassObject** objects,
                                  ULONG* returned) override {
     return Serve([&]() -> HRESULT {
@@ -286,10 +328,19 @@ class ServedEnumerator final
   HRESULT STDMETHODCALLTYPE NextAsync(ULONG, IWbemObjectSink*) override {
     return Status(WBEM_E_NOT_SUPPORTED);
   }
-  HRESULT STDMETHODCALLTYPE Clone(IEnumWbemClassObject**) override {
-    return Status(WBEM_E_NOT_SUPPORTED);
+  // A second enumerator over the same objects, standing where this one stands.
+  HRESULT STDMETHODCALLTYPE Clone(IEnumWbemClassObject** copy) override {
+    return Serve([&]() -> HRESULT {
+      auto made = MakeServed<ServedEnumerator>(objects_, next_);
+      return HandOut(std::move(made), copy);
+    });
   }
-  HRESULT STDMETHODCALLTYPE Skip(LONG, ULONG) override { return Status(WBEM_E_NOT_SUPPORTED); }
+  HRESULT STDMETHODCALLTYPE Skip(LONG, ULONG count) override {
+    const std::size_t left = objects_.size() - next_;
+    const std::size_t skipped = count < left ? count : left;
+    next_ += skipped;
+    return skipped == count ? WBEM_S_NO_ERROR : WBEM_S_FALSE;
+  }
 
  private:
   WmiObjects objects_;
@@ -324,6 +375,7 @@ class ServedServices final : public ServedObject<IWbemServices, RecordsBlanket<S
     return Serve([&]() -> HRESULT {
       NoteServiceOfThread(service_);
       auto found = std::dynamic_pointer_cast<SimObject>(service_->GetObject(TextOf(path)));
+      ScenarioCallServed();
       return HandOut(MakeServedObject(std::move(found)), object);
     });
   }
@@ -336,7 +388,9 @@ class ServedServices final : public ServedObject<IWbemServices, RecordsBlanket<S
       if (!EqualsNoCase(TextOf(language), L"WQL")) {
         return Status(WBEM_E_INVALID_QUERY_TYPE);
       }
-      return HandOut(MakeServed<ServedEnumerator>(service_->ExecQuery(TextOf(query))), results);
+      auto found = service_->ExecQuery(TextOf(query));
+      ScenarioCallServed();
+      return HandOut(MakeServed<ServedEnumerator>(std::move(found)), results);
     });
   }
 
@@ -350,6 +404,7 @@ class ServedServices final : public ServedObject<IWbemServices, RecordsBlanket<S
         return Status(WBEM_E_INVALID_PARAMETER);
       }
       service_->PutInstance(inner);
+      ScenarioCallServed();
       return WBEM_S_NO_ERROR;
     });
   }
@@ -365,6 +420,7 @@ class ServedServices final : public ServedObject<IWbemServices, RecordsBlanket<S
       }
       auto inner = in ? InnerObject(in) : nullptr;
       auto result = RunMethod(service_, TextOf(path), *definition, inner.get());
+      ScenarioCallServed();
       return out ? HandOut(MakeServedObject(std::move(result)), out) : HRESULT{WBEM_S_NO_ERROR};
     });
   }
@@ -460,6 +516,12 @@ std::pair<std::wstring, std::wstring> SplitResource(const std::wstring& resource
   return {resource.substr(2, end - 2), resource.substr(end + 1)};
 }
 
+// The namespaces the simulated host stands in for.
+bool IsServedNamespace(const std::wstring& nameSpace) {
+  return EqualsNoCase(nameSpace, L"root\\virtualization\\v2") ||
+         EqualsNoCase(nameSpace, L"root\\microsoft\\windows\\hgs");
+}
+
 class ServedLocator final : public ServedObject<IWbemLocator> {
  public:
   explicit ServedLocator(std::shared_ptr<HostCore> host) : host_(std::move(host)) {}
@@ -474,6 +536,14 @@ class ServedLocator final : public ServedObject<IWbemLocator> {
                       L" authority=" + (authority ? L"text" : L"null") + L" context=" +
                       (context ? L"set" : L"null"));
       const auto [host, nameSpace] = SplitResource(TextOf(resource));
+      if (!IsServedNamespace(nameSpace)) {
+        // Any other namespace is the system's: its own WMI answers.
+        ComPtr<IWbemLocator> system;
+        const HRESULT found = SystemLocator(system.GetAddressOf());
+        return FAILED(found) ? found
+                             : system->ConnectServer(resource, user, password, nullptr, flags,
+                                                     authority, context, services);
+      }
       auto connected = std::dynamic_pointer_cast<SimService>(
           host_->Connect(host, TextOf(user), TextOf(password), nameSpace));
       NoteServiceOfThread(connected);
