@@ -527,7 +527,7 @@ class ServedLocator final : public ServedObject<IWbemLocator> {
   explicit ServedLocator(std::shared_ptr<HostCore> host) : host_(std::move(host)) {}
 
   HRESULT STDMETHODCALLTYPE ConnectServer(const BSTR resource, const BSTR user, const BSTR password,
-                                          const BSTR, LONG flags, const BSTR authority,
+                                          const BSTR locale, LONG flags, const BSTR authority,
                                           IWbemContext* context,
                                           IWbemServices** services) override {
     return Serve([&]() -> HRESULT {
@@ -541,7 +541,7 @@ class ServedLocator final : public ServedObject<IWbemLocator> {
         ComPtr<IWbemLocator> system;
         const HRESULT found = SystemLocator(system.GetAddressOf());
         return FAILED(found) ? found
-                             : system->ConnectServer(resource, user, password, nullptr, flags,
+                             : system->ConnectServer(resource, user, password, locale, flags,
                                                      authority, context, services);
       }
       auto connected = std::dynamic_pointer_cast<SimService>(
