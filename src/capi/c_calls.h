@@ -29,6 +29,17 @@ qv_status GetValue(Handle* handle, Value (Object::*getter)(), Out* out) noexcept
   });
 }
 
+// The same for an accessor that takes one text, such as a machine's identifier.
+template <typename Handle, typename Object, typename Value, typename Out>
+qv_status GetValueFor(Handle* handle, Value (Object::*getter)(const wchar_t*), const char* text,
+                      Out* out) noexcept {
+  return RunGuarded([&] {
+    auto& result = OutputOf(out);
+    auto& object = ObjectOf(handle);
+    result = static_cast<Out>((object.*getter)(WideArgument(text).get()));
+  });
+}
+
 template <typename Handle, typename Action>
 qv_status Act(Handle* handle, Action action) noexcept {
   return RunGuarded([&] { action(ObjectOf(handle)); });

@@ -14,16 +14,6 @@ qv_status ActOnMachine(qv_machine_management* management, MachineAction action,
              [&](IMachineManagement& object) { (object.*action)(WideArgument(machineId).get()); });
 }
 
-qv_status MachineValue(qv_machine_management* management,
-                       std::uint32_t (IMachineManagement::*getter)(const wchar_t*),
-                       const char* machineId, uint32_t* out) noexcept {
-  return RunGuarded([&] {
-    auto& result = OutputOf(out);
-    auto& object = ObjectOf(management);
-    result = (object.*getter)(WideArgument(machineId).get());
-  });
-}
-
 }  // namespace
 
 extern "C" {
@@ -52,12 +42,12 @@ qv_status qv_machine_management_delete_machine(qv_machine_management* management
 
 qv_status qv_machine_management_get_enabled_state(qv_machine_management* management,
                                                   const char* machine_id, uint32_t* out) {
-  return MachineValue(management, &IMachineManagement::GetEnabledState, machine_id, out);
+  return GetValueFor(management, &IMachineManagement::GetEnabledState, machine_id, out);
 }
 
 qv_status qv_machine_management_get_operational_status(qv_machine_management* management,
                                                        const char* machine_id, uint32_t* out) {
-  return MachineValue(management, &IMachineManagement::GetOperationalStatus, machine_id, out);
+  return GetValueFor(management, &IMachineManagement::GetOperationalStatus, machine_id, out);
 }
 
 qv_status qv_machine_management_get_machine_info(qv_machine_management* management,

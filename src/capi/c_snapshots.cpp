@@ -34,11 +34,7 @@ qv_status qv_snapshot_management_create_recovery_snapshot(qv_snapshot_management
 
 qv_status qv_snapshot_management_is_recovery_snapshot(qv_snapshot_management* snapshots,
                                                       const char* snapshot_id, int* out) {
-  return RunGuarded([&] {
-    auto& result = OutputOf(out);
-    auto& object = ObjectOf(snapshots);
-    result = object.IsRecoverySnapshot(WideArgument(snapshot_id).get()) ? 1 : 0;
-  });
+  return GetValueFor(snapshots, &ISnapshotManagement::IsRecoverySnapshot, snapshot_id, out);
 }
 
 qv_status qv_snapshot_management_apply_snapshot(qv_snapshot_management* snapshots,
