@@ -8,6 +8,19 @@ from typing import Optional
 from ._handles import Enumerator, Handle, encode
 
 
+def _text(operation: str) -> property:
+    """A read-only attribute given by the C accessor `operation`."""
+    return property(lambda self: self._text(operation))
+
+
+def _flag(operation: str) -> property:
+    return property(lambda self: self._flag(operation))
+
+
+def _number(operation: str, ctype) -> property:
+    return property(lambda self: self._out(operation, ctype))
+
+
 @dataclass(frozen=True)
 class MachineEntry:
     name: str
@@ -53,65 +66,21 @@ class MachineInfo(Handle):
 
     _prefix = "qv_machine_info"
 
-    @property
-    def name(self) -> str:
-        return self._text("get_name")
-
-    @property
-    def memory(self) -> int:
-        return self._out("get_memory", ctypes.c_int64)
-
-    @property
-    def processor_count(self) -> int:
-        return self._out("get_processor_count", ctypes.c_int64)
-
-    @property
-    def creation_time(self) -> int:
-        return self._out("get_creation_time", ctypes.c_int64)
-
-    @property
-    def version(self) -> str:
-        return self._text("get_version")
-
-    @property
-    def configuration_id(self) -> str:
-        return self._text("get_configuration_id")
-
-    @property
-    def parent_id(self) -> str:
-        return self._text("get_parent_id")
-
-    @property
-    def id(self) -> str:
-        return self._text("get_id")
-
-    @property
-    def configuration_data_root(self) -> str:
-        return self._text("get_configuration_data_root")
-
-    @property
-    def configuration_file(self) -> str:
-        return self._text("get_configuration_file")
-
-    @property
-    def guest_state_data_root(self) -> str:
-        return self._text("get_guest_state_data_root")
-
-    @property
-    def guest_state_file(self) -> str:
-        return self._text("get_guest_state_file")
-
-    @property
-    def snapshot_data_root(self) -> str:
-        return self._text("get_snapshot_data_root")
-
-    @property
-    def is_generation2(self) -> bool:
-        return self._flag("is_generation2")
-
-    @property
-    def is_version_62_or_later(self) -> bool:
-        return self._flag("is_version_62_or_later")
+    name = _text("get_name")
+    memory = _number("get_memory", ctypes.c_int64)
+    processor_count = _number("get_processor_count", ctypes.c_int64)
+    creation_time = _number("get_creation_time", ctypes.c_int64)
+    version = _text("get_version")
+    configuration_id = _text("get_configuration_id")
+    parent_id = _text("get_parent_id")
+    id = _text("get_id")
+    configuration_data_root = _text("get_configuration_data_root")
+    configuration_file = _text("get_configuration_file")
+    guest_state_data_root = _text("get_guest_state_data_root")
+    guest_state_file = _text("get_guest_state_file")
+    snapshot_data_root = _text("get_snapshot_data_root")
+    is_generation2 = _flag("is_generation2")
+    is_version_62_or_later = _flag("is_version_62_or_later")
 
     def disks(self, include_dvd: bool = False) -> "DiskEnumerator":
         return self._make("create_disk_enumerator", DiskEnumerator, int(include_dvd))
@@ -215,9 +184,7 @@ class MachineEditor(Handle):
     def commit(self) -> None:
         self._call("commit")
 
-    @property
-    def machine_id(self) -> str:
-        return self._text("get_machine_id")
+    machine_id = _text("get_machine_id")
 
 
 class _BuilderEditor(MachineEditor):
@@ -284,33 +251,13 @@ class MachineManagement(Handle):
     def machine_info(self, configuration_id: str) -> MachineInfo:
         return self._make("get_machine_info", MachineInfo, encode(configuration_id))
 
-    @property
-    def default_external_data_root(self) -> str:
-        return self._text("get_default_external_data_root")
-
-    @property
-    def default_virtual_hard_disk_path(self) -> str:
-        return self._text("get_default_virtual_hard_disk_path")
-
-    @property
-    def minimum_processor_count(self) -> int:
-        return self._out("get_minimum_processor_count", ctypes.c_uint64)
-
-    @property
-    def maximum_processor_count(self) -> int:
-        return self._out("get_maximum_processor_count", ctypes.c_uint64)
-
-    @property
-    def minimum_memory(self) -> int:
-        return self._out("get_minimum_memory", ctypes.c_uint64)
-
-    @property
-    def maximum_memory(self) -> int:
-        return self._out("get_maximum_memory", ctypes.c_uint64)
-
-    @property
-    def memory_increment(self) -> int:
-        return self._out("get_memory_increment", ctypes.c_uint64)
+    default_external_data_root = _text("get_default_external_data_root")
+    default_virtual_hard_disk_path = _text("get_default_virtual_hard_disk_path")
+    minimum_processor_count = _number("get_minimum_processor_count", ctypes.c_uint64)
+    maximum_processor_count = _number("get_maximum_processor_count", ctypes.c_uint64)
+    minimum_memory = _number("get_minimum_memory", ctypes.c_uint64)
+    maximum_memory = _number("get_maximum_memory", ctypes.c_uint64)
+    memory_increment = _number("get_memory_increment", ctypes.c_uint64)
 
 
 class SnapshotManagement(Handle):
@@ -345,9 +292,7 @@ class SnapshotManagement(Handle):
     def rename_snapshot(self, snapshot_id: str, name: str) -> None:
         self._call("rename_snapshot", encode(snapshot_id), encode(name))
 
-    @property
-    def last_snapshot_id(self) -> str:
-        return self._text("get_last_snapshot_id")
+    last_snapshot_id = _text("get_last_snapshot_id")
 
     def snapshot_info(self, snapshot_id: str) -> MachineInfo:
         return self._make("get_snapshot_info", MachineInfo, encode(snapshot_id))
@@ -365,17 +310,9 @@ class Root(Handle):
 
     _prefix = "qv_root"
 
-    @property
-    def is_remote_with_credentials(self) -> bool:
-        return self._flag("is_remote_with_credentials")
-
-    @property
-    def supports_version_62(self) -> bool:
-        return self._flag("supports_version_62")
-
-    @property
-    def max_version(self) -> str:
-        return self._text("get_max_version")
+    is_remote_with_credentials = _flag("is_remote_with_credentials")
+    supports_version_62 = _flag("supports_version_62")
+    max_version = _text("get_max_version")
 
     def machine_builder(self) -> MachineBuilder:
         return self._make("create_machine_builder", MachineBuilder)
