@@ -1,61 +1,23 @@
 #include "scenario_lock.h"
 
-#include <cerrno>
-#include <stdexcept>
-
 #if defined(_WIN32)
-#include <windows.h>
-
 #include "utf8.h"
-#else
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
 #endif
 
 namespace quorvane::cli {
+namespace {
 
+std::filesystem::path LockFileOf(const std::string& scenario) {
 #if defined(_WIN32)
-
-ScenarioLock::ScenarioLock(const std::string& scenario)
-    : handle_(CreateFileW(Wide(scenario + ".lock").c_str(), GENERIC_READ | GENERIC_WRITE,
-                          FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                          OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)) {
-  if (handle_ == INVALID_HANDLE_VALUE) {
-    throw std::runtime_error(scenario + ".lock: cannot be opened to lock the scenario");
-  }
-  OVERLAPPED whole = {};
-  if (!LockFileEx(handle_, LOCKFILE_EXCLUSIVE_LOCK, 0, MAXDWORD, MAXDWORD, &whole)) {
-    CloseHandle(handle_);
-    throw std::runtime_error(scenario + ".lock: cannot be locked");
-  }
-}
-
-ScenarioLock::~ScenarioLock() {
-  CloseHandle(handle_);  // releases the lock
-}
-
+  return std::filesystem::path(Wide(scenario + ".lock"));  // the scenario's name is UTF-8
 #else
+  return std::filesystem::path(scenario + ".lock");
+#endif
+}
+
+}  // namespace
 
 ScenarioLock::ScenarioLock(const std::string& scenario)
-    : descriptor_(open((scenario + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)) {
-  if (descriptor_ < 0) {
-    throw std::runtime_error(scenario + ".lock: cannot be opened to lock the scenario");
-  }
-  int locked;
-  do {
-    locked = flock(descriptor_, LOCK_EX);
-  } while (locked != 0 && errno == EINTR);
-  if (locked != 0) {
-    close(descriptor_);
-    throw std::runtime_error(scenario + ".lock: cannot be locked");
-  }
-}
-
-ScenarioLock::~ScenarioLock() {
-  close(descriptor_);  // releases the lock
-}
-
-#endif
+    : lock_(LockFileOf(scenario), scenario + ".lock") {}
 
 }  // namespace quorvane::cli

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "util/file_lock.h"
+
 namespace quorvane::cli {
 
 // Holds, for its lifetime, the exclusive lock of a scenario that a run will write back: a second
@@ -11,16 +13,9 @@ namespace quorvane::cli {
 class ScenarioLock {
  public:
   explicit ScenarioLock(const std::string& scenario);
-  ~ScenarioLock();
-  ScenarioLock(const ScenarioLock&) = delete;
-  ScenarioLock& operator=(const ScenarioLock&) = delete;
 
  private:
-#if defined(_WIN32)
-  void* handle_;
-#else
-  int descriptor_;
-#endif
+  FileLock lock_;
 };
 
 }  // namespace quorvane::cli

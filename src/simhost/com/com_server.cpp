@@ -9,11 +9,11 @@
 #include <wbemidl.h>
 
 #include <cstdio>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <string>
 
-#include "quorvane/exceptions.h"
 #include "simhost/com/served_host.h"
 #include "simhost/com/served_wmi.h"
 #include "simhost/com/system_wmi.h"
@@ -100,12 +100,9 @@ extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE
   std::shared_ptr<quorvane::sim::HostCore> host;
   try {
     host = served::ServedHostOrScenario();
-  } catch (const quorvane::DefaultException& failure) {
+  } catch (const std::exception& failure) {
     // A scenario named but not loaded: say so rather than answer with another host.
-    std::fputws((std::wstring(L"quorvane_simhost.dll: QUORVANE_SCENARIO: ") +
-                 failure.GetMessageDescription() + L"\n")
-                    .c_str(),
-                stderr);
+    std::fprintf(stderr, "quorvane_simhost.dll: QUORVANE_SCENARIO: %s\n", failure.what());
     return CLASS_E_CLASSNOTAVAILABLE;
   } catch (...) {
     return E_OUTOFMEMORY;

@@ -10,6 +10,8 @@
 #include "simhost/host_core.h"
 #include "simhost/host_core_access.h"
 #include "simhost/sim_wmi.h"
+#include "util/file_lock.h"
+#include "util/text.h"
 
 namespace quorvane::sim::com {
 namespace {
@@ -31,34 +33,10 @@ struct ServedState {
 // How far a scenario's clock moves with each served call.
 constexpr std::uint64_t kScenarioStepMs = 100;
 
-// Holds the lock file beside the scenario, so that processes read and write it in turn.
-class ScenarioFileLock {
- public:
-  explicit ScenarioFileLock(const std::wstring& file)
-      : handle_(CreateFileW((file + L".lock").c_str(), GENERIC_READ | GENERIC_WRITE,
-                            FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
-                            FILE_ATTRIBUTE_NORMAL, nullptr)) {
-    if (handle_ != INVALID_HANDLE_VALUE) {
-      OVERLAPPED whole{};
-      locked_ = LockFileEx(handle_, LOCKFILE_EXCLUSIVE_LOCK, 0, MAXDWORD, MAXDWORD, &whole) != 0;
-    }
-  }
-  ScenarioFileLock(const ScenarioFileLock&) = delete;
-  ScenarioFileLock& operator=(const ScenarioFileLock&) = delete;
-  ~ScenarioFileLock() {
-    if (handle_ != INVALID_HANDLE_VALUE) {
-      if (locked_) {
-        OVERLAPPED whole{};
-        UnlockFileEx(handle_, 0, MAXDWORD, MAXDWORD, &whole);
-      }
-      CloseHandle(handle_);
-    }
-  }
-
- private:
-  HANDLE handle_;
-  bool locked_ = false;
-};
+// The lock file beside the scenario, so that processes read and write it in turn.
+FileLock LockScenario(const std::wstring& file) {
+  return FileLock(std::filesystem::path(file + L".lock"), ToUtf8(file) + ".lock");
+}
 
 std::wstring ScenarioVariable() {
   const DWORD size = GetEnvironmentVariableW(L"QUORVANE_SCENARIO", nullptr, 0);
@@ -97,7 +75,7 @@ std::shared_ptr<HostCore> ServedHostOrScenario() {
   if (file.empty()) {
     return nullptr;
   }
-  const ScenarioFileLock fileLock(file);
+  const FileLock fileLock = LockScenario(file);
   State().scenario = SimulatedHost::LoadScenario(std::filesystem::path(file));
   State().scenarioFile = file;
   State().host = HostCoreAccess::Core(*State().scenario);
@@ -110,7 +88,7 @@ void ScenarioCallServed() {
     return;
   }
   State().scenario->AdvanceClock(kScenarioStepMs);
-  const ScenarioFileLock fileLock(State().scenarioFile);
+  const FileLock fileLock = LockScenario(State().scenarioFile);
   State().scenario->SaveScenario(std::filesystem::path(State().scenarioFile));
 }
 
