@@ -84,9 +84,14 @@ rm -rf build-windows/call-logs && mkdir -p build-windows/call-logs
 QUORVANE_CALL_LOG_DIR="$PWD/build-windows/call-logs" scripts/run-wine-test.sh \
   "$PWD/build-windows/wineprefix" build-windows/bin/quorvane_public_tests_com.exe
 scripts/compare-call-logs.sh build/call-logs build-windows/call-logs
-# The command-line tool's cases again with its Windows build, through quorvane.dll's COM code
-# against the served simulated host, under Wine's heap checking: the same output.
-QUORVANE_WINE_PREFIX="$PWD/build-windows/wineprefix" \
+# The command-line tool's cases again with its Windows build, in a prefix where nothing is
+# registered: --scenario serves the scenario in the tool's own process, through quorvane.dll's
+# COM code, under Wine's heap checking; the same output. Without the simulated host's DLL the
+# tool still starts.
+tests/cli/check-windows-tool-alone.sh build-windows
+rm -rf build-windows/wineprefix-tool
+WINEPREFIX="$PWD/build-windows/wineprefix-tool" /usr/lib/wine/wine64 wineboot --init >/dev/null 2>&1
+QUORVANE_WINE_PREFIX="$PWD/build-windows/wineprefix-tool" \
   QUORVANE_WINDOWS_TOOL="$PWD/build-windows/bin/quorvane.exe" \
   python3 tests/cli/run_cases.py tests/cli/wine-tool.sh
 

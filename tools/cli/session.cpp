@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "password.h"
+#include "simulated_host_module.h"
 #include "utf8.h"
 
 namespace quorvane::cli {
@@ -31,6 +32,7 @@ Session::Session(const Options& options)
     return;
   }
 #endif
+  RequireSimulatedHost();
   if (save_) {
     lock_.emplace(scenario_);
   }

@@ -7,9 +7,11 @@
 
 #include "capi/c_errors.h"
 #include "capi/c_handles.h"
+#include "platform/com_error.h"
 #include "quorvane/exceptions.h"
 #include "quorvane/simulated_host.h"
 #include "simhost/c_root_binding.h"
+#include "simhost/com/served_classes.h"
 #include "simhost/com/served_host.h"
 #include "simhost/host_core.h"
 #include "simhost/host_core_access.h"
@@ -117,12 +119,23 @@ const LibraryEntryPoints& Library() {
   return entryPoints;
 }
 
+// Serves the host as this process's WMI, in the calling thread's apartment whatever the
+// registry of the prefix says.
+void ServeInThisProcess(std::shared_ptr<HostCore> host) {
+  try {
+    com::ServeInProcess(std::move(host));
+  } catch (const ComError& failure) {
+    throw DefaultException(static_cast<std::uint32_t>(failure.Status()),
+                           L"the simulated host could not be served over COM");
+  }
+}
+
 }  // namespace
 
 IQuorvane* SimulatedHost::CreateQuorvane(const wchar_t* host, const wchar_t* user,
                                          const wchar_t* password) const {
   const auto& library = Library();
-  com::Serve(core_);
+  ServeInThisProcess(core_);
   return library.createRemote(host, user, password);
 }
 
@@ -131,10 +144,12 @@ std::uint32_t SimulatedHost::CreateQuorvane(const wchar_t* host, const wchar_t* 
   const LibraryEntryPoints* library = nullptr;
   try {
     library = &Library();
+    ServeInThisProcess(core_);
+  } catch (const DefaultException& failure) {
+    return failure.GetErrorCode();
   } catch (...) {
     return kLibraryErrorCode;
   }
-  com::Serve(core_);
   return library->createRemotePlain(host, user, password, out);
 }
 
@@ -144,7 +159,7 @@ qv_status CreateRootHandle(const SimulatedHost& host, const char* hostName, cons
   const qv_status found = capi::RunGuarded([&] {
     capi::OutputOf(out);
     library = &Library();
-    com::Serve(HostCoreAccess::Core(host));
+    ServeInThisProcess(HostCoreAccess::Core(host));
   });
   if (found != QV_OK) {
     return found;

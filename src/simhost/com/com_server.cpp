@@ -10,51 +10,15 @@
 
 #include <cstdio>
 #include <exception>
-#include <functional>
 #include <memory>
 #include <string>
 
+#include "simhost/com/served_classes.h"
 #include "simhost/com/served_host.h"
 #include "simhost/com/served_wmi.h"
 #include "simhost/com/system_wmi.h"
 
 namespace quorvane::sim::com {
-namespace {
-
-const CLSID kLocatorClass = {
-    0x4590F811, 0x1D3A, 0x11D0, {0x89, 0x1F, 0x00, 0xAA, 0x00, 0x4B, 0x2E, 0x24}};
-const CLSID kContextClass = {
-    0x674B6698, 0xEE92, 0x11D0, {0xAD, 0x71, 0x00, 0xC0, 0x4F, 0xD8, 0xFD, 0xFF}};
-const CLSID kTextSourceClass = {
-    0x8D1C559D, 0x84F0, 0x4BB3, {0xA7, 0xD5, 0x56, 0xA7, 0x43, 0x5A, 0x9B, 0xA6}};
-
-using InstanceMaker = std::function<ComPtr<IUnknown>()>;
-
-class ClassFactory final : public ServedObject<IClassFactory> {
- public:
-  explicit ClassFactory(InstanceMaker make) : make_(std::move(make)) {}
-
-  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
-    if (out == nullptr) {
-      return E_POINTER;
-    }
-    *out = nullptr;
-    if (outer != nullptr) {
-      return CLASS_E_NOAGGREGATION;
-    }
-    try {
-      return make_()->QueryInterface(iid, out);
-    } catch (...) {
-      return StatusOfCurrentException();
-    }
-  }
-  HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
-
- private:
-  InstanceMaker make_;
-};
-
-}  // namespace
 
 // The system's own WMI proxy, which implements the locator and context classes.
 HRESULT SystemClassObject(REFCLSID cls, REFIID iid, void** out) {
@@ -87,9 +51,6 @@ HRESULT SystemLocator(IWbemLocator** out) {
 
 }  // namespace quorvane::sim::com
 
-using quorvane::sim::com::ClassFactory;
-using quorvane::sim::com::ComPtr;
-
 extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE
     DllGetClassObject(REFCLSID cls, REFIID iid, void** out) {
   namespace served = quorvane::sim::com;
@@ -107,23 +68,17 @@ extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE
   } catch (...) {
     return E_OUTOFMEMORY;
   }
-  served::InstanceMaker make;
-  if (host && cls == served::kLocatorClass) {
-    make = [host] { return ComPtr<IUnknown>(served::MakeServedLocator(host)); };
-  } else if (host && cls == served::kContextClass) {
-    make = [] { return ComPtr<IUnknown>(served::MakeServedContext()); };
-  } else if (host && cls == served::kTextSourceClass) {
-    make = [] { return ComPtr<IUnknown>(served::MakeServedTextSource()); };
-  } else if (cls == served::kLocatorClass || cls == served::kContextClass) {
-    return served::SystemClassObject(cls, iid, out);
-  } else {
-    return CLASS_E_CLASSNOTAVAILABLE;
-  }
   try {
-    return served::MakeServed<ClassFactory>(std::move(make))->QueryInterface(iid, out);
+    if (const auto factory = served::MakeServedClassFactory(cls, host)) {
+      return factory->QueryInterface(iid, out);
+    }
   } catch (...) {
     return E_OUTOFMEMORY;
   }
+  if (cls == served::kLocatorClass || cls == served::kContextClass) {
+    return served::SystemClassObject(cls, iid, out);
+  }
+  return CLASS_E_CLASSNOTAVAILABLE;
 }
 
 // Served objects may outlive every reference COM knows of; the module stays.

@@ -5,6 +5,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 
 #include "quorvane/simulated_host.h"
 #include "simhost/host_core.h"
@@ -28,6 +29,7 @@ struct ServedState {
   // The scenario file's host and the file, when this process serves one.
   std::optional<SimulatedHost> scenario;
   std::wstring scenarioFile;
+  std::set<std::uint64_t> servedApartments;
 };
 
 // How far a scenario's clock moves with each served call.
@@ -90,6 +92,16 @@ void ScenarioCallServed() {
   State().scenario->AdvanceClock(kScenarioStepMs);
   const FileLock fileLock = LockScenario(State().scenarioFile);
   State().scenario->SaveScenario(std::filesystem::path(State().scenarioFile));
+}
+
+bool IsApartmentServed(std::uint64_t apartment) {
+  std::lock_guard lock(State().mutex);
+  return State().servedApartments.count(apartment) != 0;
+}
+
+void NoteApartmentServed(std::uint64_t apartment) {
+  std::lock_guard lock(State().mutex);
+  State().servedApartments.insert(apartment);
 }
 
 void NoteServiceOfThread(const std::shared_ptr<SimService>& service) {

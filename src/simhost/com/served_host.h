@@ -31,6 +31,10 @@ std::shared_ptr<HostCore> ServedHostOrScenario();
 // that the next process goes on from there. Nothing for a host served otherwise.
 void ScenarioCallServed();
 
+// The apartments where the served classes are registered with COM (ServeInProcess).
+bool IsApartmentServed(std::uint64_t apartment);
+void NoteApartmentServed(std::uint64_t apartment);
+
 // Served calls remember their service per thread, so that a wait on that thread advances the
 // right host's clock.
 void NoteServiceOfThread(const std::shared_ptr<SimService>& service);
