@@ -61,8 +61,10 @@ class SimObject final : public IWmiObject, public std::enable_shared_from_this<S
   // A property's stored value without a copy; raises like GetProperty for an unknown name.
   const WmiValue& PropertyRef(const std::wstring& name) const;
 
- private:
+  // The property or parameter of that name; null for none.
   const MemberDef* FindMember(std::wstring_view name) const;
+
+ private:
   std::optional<WmiValue> SystemProperty(std::wstring_view name) const;
 
   std::shared_ptr<SimService> service_;

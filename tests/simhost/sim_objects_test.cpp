@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "sim_fixture.h"
+#include "simhost/mof_text.h"
 #include "simhost/sim_wmi.h"
 #include "wmi/embedded_instance_reader.h"
 
@@ -38,6 +39,29 @@ TEST_F(SimObjectsTest, GetObjectByFullOrRelativePathOrClassName) {
   EXPECT_EQ(StatusOf([&] { service_->GetObject(L"Msvm_NoSuchClass"); }), 0x80041010u);
   EXPECT_EQ(StatusOf([&] { service_->GetObject(L"Msvm_ComputerSystem.Name=\"open"); }),
             0x8004103Au);
+}
+
+TEST_F(SimObjectsTest, MofTextQuotesTextsButNotNumbersAndLeavesOutUnsetProperties) {
+  auto vm = std::static_pointer_cast<SimObject>(service_->GetObject(kVmPath));
+  vm->SetProperty(L"ElementName", WmiValue::String(L"say \"hi\" C:\\vm"));
+  const std::wstring text = MofText(*vm);
+  EXPECT_EQ(text.rfind(L"\ninstance of Msvm_ComputerSystem\n{\n", 0), 0u) << text;
+  EXPECT_NE(text.find(L"\tElementName = \"say \\\"hi\\\" C:\\\\vm\";\n"), std::wstring::npos)
+      << text;
+  EXPECT_NE(text.find(L"\tEnabledState = 2;\n"), std::wstring::npos) << text;
+  EXPECT_NE(text.find(L"\tOnTimeInMilliseconds = 5000000000;\n"), std::wstring::npos) << text;
+  EXPECT_EQ(text.find(L"InstallDate"), std::wstring::npos) << text;
+  EXPECT_EQ(text.substr(text.size() - 3), L"};\n");
+
+  const auto cls = std::static_pointer_cast<SimObject>(service_->GetObject(L"Msvm_ComputerSystem"));
+  const std::wstring classText = MofText(*cls);
+  EXPECT_NE(classText.find(L"class Msvm_ComputerSystem : CIM_ComputerSystem\n{\n"),
+            std::wstring::npos)
+      << classText;
+  EXPECT_NE(
+      classText.find(L"\tuint32 InjectNonMaskableInterrupt([out] CIM_ConcreteJob ref Job);\n"),
+      std::wstring::npos)
+      << classText;
 }
 
 TEST_F(SimObjectsTest, PropertiesHaveTheKindsWmiDelivers) {

@@ -9,9 +9,12 @@
 
 #include "platform/com_error.h"
 #include "quorvane/exceptions.h"
+#include "simhost/com/served_call_result.h"
 #include "simhost/com/served_host.h"
+#include "simhost/com/served_qualifiers.h"
 #include "simhost/com/system_wmi.h"
 #include "simhost/host_core.h"
+#include "simhost/mof_text.h"
 #include "simhost/object_path.h"
 #include "simhost/schema.h"
 #include "simhost/sim_wmi.h"
@@ -49,6 +52,11 @@ std::wstring Hex(std::uint32_t value) {
   wchar_t text[16];
   swprintf(text, 16, L"0x%X", value);
   return text;
+}
+
+// Ends a served call with a WMI status.
+[[noreturn]] void Refuse(WBEMSTATUS status) {
+  throw DefaultException(static_cast<std::uint32_t>(status), L"");
 }
 
 // Runs a served call: its failures become the status COM returns.
@@ -127,11 +135,12 @@ class ServedClassObject final
         VariantInit(value);
         ToVariant(read, *value, ServedFor);
       }
+      const MemberDef* member = object_->FindMember(name);
       if (type != nullptr) {
-        *type = CIM_EMPTY;
+        *type = member != nullptr ? CimTypeOf(*member) : SystemPropertyType(name);
       }
       if (flavor != nullptr) {
-        *flavor = 0;
+        *flavor = FlavorOf(member, read);
       }
       return WBEM_S_NO_ERROR;
     });
@@ -210,8 +219,10 @@ class ServedClassObject final
     });
   }
 
-  HRESULT STDMETHODCALLTYPE GetQualifierSet(IWbemQualifierSet**) override {
-    return Status(WBEM_E_NOT_SUPPORTED);
+  HRESULT STDMETHODCALLTYPE GetQualifierSet(IWbemQualifierSet** qualifiers) override {
+    return Serve([&]() -> HRESULT {
+      return HandOut(MakeObjectQualifiers(object_->Copy().cls, IsClassObject()), qualifiers);
+    });
   }
   HRESULT STDMETHODCALLTYPE Delete(LPCWSTR) override { return Status(WBEM_E_NOT_SUPPORTED); }
   // The properties one by one, as scripting clients list an object's members.
@@ -253,14 +264,37 @@ class ServedClassObject final
     enumerated_.reset();
     return WBEM_S_NO_ERROR;
   }
-  HRESULT STDMETHODCALLTYPE GetPropertyQualifierSet(LPCWSTR, IWbemQualifierSet**) override {
-    return Status(WBEM_E_NOT_SUPPORTED);
+  HRESULT STDMETHODCALLTYPE GetPropertyQualifierSet(LPCWSTR name,
+                                                    IWbemQualifierSet** qualifiers) override {
+    return Serve([&]() -> HRESULT {
+      if (name == nullptr) {
+        return Status(WBEM_E_INVALID_PARAMETER);
+      }
+      if (std::wstring_view(name).rfind(L"__", 0) == 0) {
+        return Status(WBEM_E_SYSTEM_PROPERTY);
+      }
+      const MemberDef* member = object_->FindMember(name);
+      if (member == nullptr) {
+        return Status(WBEM_E_NOT_FOUND);
+      }
+      return HandOut(MakePropertyQualifiers(object_->Copy().cls, *member, IsClassObject()),
+                     qualifiers);
+    });
   }
-  HRESULT STDMETHODCALLTYPE Clone(IWbemClassObject**) override {
-    return Status(WBEM_E_NOT_SUPPORTED);
+  // A copy of the client's copy: the two change apart.
+  HRESULT STDMETHODCALLTYPE Clone(IWbemClassObject** copy) override {
+    return Serve([&]() -> HRESULT {
+      return HandOut(MakeServedObject(std::make_shared<SimObject>(*object_), method_), copy);
+    });
   }
-  HRESULT STDMETHODCALLTYPE GetObjectText(LONG, BSTR*) override {
-    return Status(WBEM_E_NOT_SUPPORTED);
+  HRESULT STDMETHODCALLTYPE GetObjectText(LONG, BSTR* text) override {
+    return Serve([&]() -> HRESULT {
+      if (text == nullptr) {
+        return Status(WBEM_E_INVALID_PARAMETER);
+      }
+      *text = UniqueBstr(MofText(*object_)).release();
+      return WBEM_S_NO_ERROR;
+    });
   }
   HRESULT STDMETHODCALLTYPE SpawnDerivedClass(LONG, IWbemClassObject**) override {
     return Status(WBEM_E_NOT_SUPPORTED);
@@ -271,7 +305,20 @@ class ServedClassObject final
   HRESULT STDMETHODCALLTYPE GetPropertyOrigin(LPCWSTR, BSTR*) override {
     return Status(WBEM_E_NOT_SUPPORTED);
   }
-  HRESULT STDMETHODCALLTYPE InheritsFrom(LPCWSTR) override { return Status(WBEM_E_NOT_SUPPORTED); }
+  HRESULT STDMETHODCALLTYPE InheritsFrom(LPCWSTR ancestor) override {
+    return Serve([&]() -> HRESULT {
+      const ClassDef* cls = object_->Copy().cls;
+      if (ancestor == nullptr || cls == nullptr) {
+        return Status(WBEM_E_INVALID_PARAMETER);
+      }
+      for (const std::wstring& name : Schema::Instance().Derivation(*cls)) {
+        if (EqualsNoCase(name, ancestor)) {
+          return WBEM_S_NO_ERROR;
+        }
+      }
+      return WBEM_S_FALSE;
+    });
+  }
   HRESULT STDMETHODCALLTYPE PutMethod(LPCWSTR, LONG, IWbemClassObject*,
                                       IWbemClassObject*) override {
     return Status(WBEM_E_NOT_SUPPORTED);
@@ -293,6 +340,17 @@ class ServedClassObject final
   }
 
  private:
+  bool IsClassObject() const { return object_->GetOrigin() == SimObject::Origin::ClassObject; }
+  // A system property's value comes from WMI itself; a class object's properties are its own,
+  // and an instance's are its own once they have a value, its class's until then.
+  LONG FlavorOf(const MemberDef* member, const WmiValue& value) const {
+    if (member == nullptr) {
+      return WBEM_FLAVOR_ORIGIN_SYSTEM;
+    }
+    return IsClassObject() || !value.IsNull() ? WBEM_FLAVOR_ORIGIN_LOCAL
+                                              : WBEM_FLAVOR_ORIGIN_PROPAGATED;
+  }
+
   std::shared_ptr<SimObject> object_;
   const MethodDef* method_;  // the method whose parameters this object holds, if any
   std::optional<std::vector<std::wstring>> enumerated_;  // between Begin- and EndEnumeration
@@ -370,13 +428,14 @@ class ServedServices final : public ServedObject<IWbemServices, RecordsBlanket<S
 
   std::wstring Who() const { return L"Services " + service_->NameSpace(); }
 
-  HRESULT STDMETHODCALLTYPE GetObject(const BSTR path, LONG, IWbemContext*,
-                                      IWbemClassObject** object, IWbemCallResult**) override {
-    return Serve([&]() -> HRESULT {
+  HRESULT STDMETHODCALLTYPE GetObject(const BSTR path, LONG flags, IWbemContext*,
+                                      IWbemClassObject** object,
+                                      IWbemCallResult** callResult) override {
+    return Respond(flags, object, callResult, [&] {
       NoteServiceOfThread(service_);
       auto found = std::dynamic_pointer_cast<SimObject>(service_->GetObject(TextOf(path)));
       ScenarioCallServed();
-      return HandOut(MakeServedObject(std::move(found)), object);
+      return Outcome{MakeServedObject(std::move(found)), L""};
     });
   }
 
@@ -395,33 +454,50 @@ class ServedServices final : public ServedObject<IWbemServices, RecordsBlanket<S
   }
 
   HRESULT STDMETHODCALLTYPE PutInstance(IWbemClassObject* instance, LONG flags, IWbemContext*,
-                                        IWbemCallResult**) override {
-    return Serve([&]() -> HRESULT {
+                                        IWbemCallResult** callResult) override {
+    return Respond(flags, nullptr, callResult, [&] {
       NoteServiceOfThread(service_);
       RecordComDetail(L"PutInstance flags=" + Hex(static_cast<std::uint32_t>(flags)));
       auto inner = InnerObject(instance);
       if (!inner) {
-        return Status(WBEM_E_INVALID_PARAMETER);
+        Refuse(WBEM_E_INVALID_PARAMETER);
       }
       service_->PutInstance(inner);
       ScenarioCallServed();
-      return WBEM_S_NO_ERROR;
+      return Outcome{nullptr, inner->GetRelPath()};
     });
   }
 
-  HRESULT STDMETHODCALLTYPE ExecMethod(const BSTR path, const BSTR method, LONG, IWbemContext*,
-                                       IWbemClassObject* in, IWbemClassObject** out,
-                                       IWbemCallResult**) override {
-    return Serve([&]() -> HRESULT {
+  HRESULT STDMETHODCALLTYPE ExecMethod(const BSTR path, const BSTR method, LONG flags,
+                                       IWbemContext*, IWbemClassObject* in, IWbemClassObject** out,
+                                       IWbemCallResult** callResult) override {
+    return Respond(flags, out, callResult, [&] {
       NoteServiceOfThread(service_);
       const MethodDef* definition = MethodOfCall(TextOf(path), TextOf(method), in);
       if (definition == nullptr) {
-        return Status(WBEM_E_INVALID_METHOD);
+        Refuse(WBEM_E_INVALID_METHOD);
       }
       auto inner = in ? InnerObject(in) : nullptr;
       auto result = RunMethod(service_, TextOf(path), *definition, inner.get());
       ScenarioCallServed();
-      return out ? HandOut(MakeServedObject(std::move(result)), out) : HRESULT{WBEM_S_NO_ERROR};
+      return Outcome{MakeServedObject(std::move(result)), L""};
+    });
+  }
+
+  // The host's objects go through its methods ("DestroySystem", "RemoveResourceSettings",
+  // "DestroySnapshot"): its provider deletes no instance, as WMI says of such a provider.
+  HRESULT STDMETHODCALLTYPE DeleteInstance(const BSTR path, LONG flags, IWbemContext*,
+                                           IWbemCallResult** callResult) override {
+    return Respond(flags, nullptr, callResult, [&]() -> Outcome {
+      RecordComDetail(L"DeleteInstance " + TextOf(path));
+      const auto parsed = ParseObjectPath(TextOf(path));
+      if (!parsed || parsed->className.empty()) {
+        Refuse(WBEM_E_INVALID_OBJECT_PATH);
+      }
+      if (Schema::Instance().FindClass(parsed->className) == nullptr) {
+        Refuse(WBEM_E_INVALID_CLASS);
+      }
+      Refuse(WBEM_E_PROVIDER_NOT_CAPABLE);
     });
   }
 
@@ -467,17 +543,24 @@ class ServedServices final : public ServedObject<IWbemServices, RecordsBlanket<S
                                              IWbemObjectSink*) override {
     return Status(WBEM_E_NOT_SUPPORTED);
   }
-  HRESULT STDMETHODCALLTYPE DeleteInstance(const BSTR, LONG, IWbemContext*,
-                                           IWbemCallResult**) override {
-    return Status(WBEM_E_NOT_SUPPORTED);
-  }
   HRESULT STDMETHODCALLTYPE DeleteInstanceAsync(const BSTR, LONG, IWbemContext*,
                                                 IWbemObjectSink*) override {
     return Status(WBEM_E_NOT_SUPPORTED);
   }
-  HRESULT STDMETHODCALLTYPE CreateInstanceEnum(const BSTR, LONG, IWbemContext*,
-                                               IEnumWbemClassObject**) override {
-    return Status(WBEM_E_NOT_SUPPORTED);
+  // A class's instances, its subclasses' included, as scripting clients' InstancesOf asks.
+  HRESULT STDMETHODCALLTYPE CreateInstanceEnum(const BSTR cls, LONG flags, IWbemContext*,
+                                               IEnumWbemClassObject** results) override {
+    return Serve([&]() -> HRESULT {
+      NoteServiceOfThread(service_);
+      RecordComDetail(L"CreateInstanceEnum flags=" + Hex(static_cast<std::uint32_t>(flags)));
+      const std::wstring name = TextOf(cls);
+      if (name.empty() || Schema::Instance().FindClass(name) == nullptr) {
+        return Status(WBEM_E_INVALID_CLASS);
+      }
+      auto found = service_->ExecQuery(L"SELECT * FROM " + name);
+      ScenarioCallServed();
+      return HandOut(MakeServed<ServedEnumerator>(std::move(found)), results);
+    });
   }
   HRESULT STDMETHODCALLTYPE CreateInstanceEnumAsync(const BSTR, LONG, IWbemContext*,
                                                     IWbemObjectSink*) override {
@@ -501,6 +584,50 @@ class ServedServices final : public ServedObject<IWbemServices, RecordsBlanket<S
   }
 
  private:
+  // What a call made: an object, or the path of the instance it wrote.
+  struct Outcome {
+    ComPtr<IWbemClassObject> object;
+    std::wstring path;
+  };
+
+  // Answers a call synchronously or, with WBEM_FLAG_RETURN_IMMEDIATELY, semi-synchronously: the
+  // call is made either way, and its status and result go to the call result the client asked
+  // for (semi-synchronously, the call itself then succeeds).
+  template <typename Call>
+  static HRESULT Respond(LONG flags, IWbemClassObject** object, IWbemCallResult** callResult,
+                         Call&& call) {
+    const bool semiSynchronous = (flags & WBEM_FLAG_RETURN_IMMEDIATELY) != 0;
+    if (object != nullptr) {
+      *object = nullptr;
+    }
+    if (callResult != nullptr) {
+      *callResult = nullptr;
+    }
+    if (semiSynchronous && (callResult == nullptr || object != nullptr)) {
+      return Status(WBEM_E_INVALID_PARAMETER);
+    }
+    Outcome outcome;
+    const HRESULT status = Serve([&]() -> HRESULT {
+      outcome = call();
+      return WBEM_S_NO_ERROR;
+    });
+    if (callResult != nullptr) {
+      const HRESULT made = Serve([&]() -> HRESULT {
+        return HandOut(MakeServedCallResult(status, outcome.object, outcome.path), callResult);
+      });
+      if (FAILED(made)) {
+        return made;
+      }
+    }
+    if (semiSynchronous) {
+      return WBEM_S_NO_ERROR;
+    }
+    if (object != nullptr && SUCCEEDED(status)) {
+      *object = outcome.object.Detach();
+    }
+    return status;
+  }
+
   std::shared_ptr<SimService> service_;
 };
 
