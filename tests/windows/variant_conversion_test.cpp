@@ -51,5 +51,56 @@ TEST(VariantConversionTest, KindsOfWhatComHandsOver) {
   EXPECT_THROW(FromVariant(unknown.ref(), nullptr), DefaultException);
 }
 
+// An object that only counts its references (it lives on the stack: no virtual destructor).
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+class Counted final : public IUnknown {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+    if (iid != __uuidof(IUnknown)) {
+      *out = nullptr;
+      return E_NOINTERFACE;
+    }
+    *out = this;
+    AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
+  ULONG STDMETHODCALLTYPE Release() override { return --references; }
+
+  ULONG references = 1;
+};
+
+TEST(VariantConversionTest, ObjectsInAVariantHoldAReferenceEachUntilItIsCleared) {
+  Counted first;
+  Counted second;
+  Counted* objects[] = {&first, &second};
+  std::size_t next = 0;
+  const auto unwrap = [&](const WmiObjectPtr&) { return ComPtr<IUnknown>(objects[next++]); };
+  {
+    ScopedVariant array;
+    ToVariant(WmiValue::Array(std::vector<WmiObjectPtr>(2)), *array.get(), unwrap);
+    EXPECT_EQ(array.ref().vt, VT_ARRAY | VT_UNKNOWN);
+    EXPECT_EQ(first.references, 2u);
+    EXPECT_EQ(second.references, 2u);
+    std::size_t wrapped = 0;
+    FromVariant(array.ref(), [&](IUnknown* object) {
+      EXPECT_EQ(object, objects[wrapped++]);
+      return WmiObjectPtr();
+    });
+    EXPECT_EQ(wrapped, 2u);
+    EXPECT_EQ(first.references, 2u) << "reading takes no reference of its own";
+  }
+  EXPECT_EQ(first.references, 1u);
+  EXPECT_EQ(second.references, 1u);
+
+  next = 0;
+  {
+    ScopedVariant single;
+    ToVariant(WmiValue::Object(WmiObjectPtr()), *single.get(), unwrap);
+    EXPECT_EQ(first.references, 2u);
+  }
+  EXPECT_EQ(first.references, 1u);
+}
+
 }  // namespace
 }  // namespace quorvane::com

@@ -37,7 +37,11 @@ class ServedCallResult final : public ServedObject<IWbemCallResult> {
       return Status(WBEM_E_INVALID_OPERATION);
     }
     *text = SysAllocString(path_.c_str());
-    return *text ? HRESULT{WBEM_S_NO_ERROR} : E_OUTOFMEMORY;
+    if (*text == nullptr) {
+      return E_OUTOFMEMORY;
+    }
+    NoteHandedOut(*text);
+    return WBEM_S_NO_ERROR;
   }
   HRESULT STDMETHODCALLTYPE GetResultServices(LONG, IWbemServices**) override {
     return Status(WBEM_E_NOT_SUPPORTED);

@@ -9,9 +9,11 @@
 
 #include <atomic>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 #include "platform/com_holders.h"
+#include "simhost/com/served_ledger.h"
 
 namespace quorvane::sim::com {
 
@@ -68,10 +70,20 @@ class ServedObject : public First, public Rest... {
  protected:
   ServedObject() {
     CoCreateFreeThreadedMarshaler(static_cast<First*>(this), marshaler_.GetAddressOf());
+    if constexpr (kHandedToClients) {
+      NoteObjectMade(this);
+    }
   }
-  virtual ~ServedObject() = default;
+  virtual ~ServedObject() {
+    if constexpr (kHandedToClients) {
+      NoteObjectGone(this);
+    }
+  }
 
  private:
+  // Class factories stay registered with COM for the process's life; what they make is counted.
+  static constexpr bool kHandedToClients = !std::is_same_v<First, IClassFactory>;
+
   template <typename Interface, typename... Others>
   bool Find(REFIID iid, void** out) {
     if (iid == IidOf<Interface>()) {
@@ -89,11 +101,13 @@ class ServedObject : public First, public Rest... {
   ComPtr<IUnknown> marshaler_;
 };
 
-// A new served object, owned by the returned pointer (its first reference).
+// A new served object, owned by the returned pointer (its first reference). MinGW-w64's
+// ComPtr::Attach adds a reference of its own, unlike the Windows SDK's, so the first reference
+// is stored through the pointer's address instead.
 template <typename T, typename... Args>
 ComPtr<T> MakeServed(Args&&... args) {
   ComPtr<T> object;
-  object.Attach(new T(std::forward<Args>(args)...));
+  *object.GetAddressOf() = new T(std::forward<Args>(args)...);
   return object;
 }
 

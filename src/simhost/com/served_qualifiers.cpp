@@ -55,6 +55,7 @@ class ServedQualifierSet final : public ServedObject<IWbemQualifierSet> {
       ScopedVariant variant;
       ToVariant(WmiValue::Array(std::move(list)), *variant.get(), NoObjects);
       *names = variant.release().parray;
+      NoteHandedOut(*names);
       return WBEM_S_NO_ERROR;
     } catch (...) {
       return E_OUTOFMEMORY;
@@ -83,6 +84,7 @@ class ServedQualifierSet final : public ServedObject<IWbemQualifierSet> {
     }
     if (name != nullptr) {
       *name = copy;
+      NoteHandedOut(copy);
     }
     ++*next_;
     return WBEM_S_NO_ERROR;
@@ -100,6 +102,7 @@ class ServedQualifierSet final : public ServedObject<IWbemQualifierSet> {
         ScopedVariant variant;
         ToVariant(qualifier.second, *variant.get(), NoObjects);
         *value = variant.release();
+        NoteHandedOut(*value);
       } catch (...) {
         return E_OUTOFMEMORY;
       }

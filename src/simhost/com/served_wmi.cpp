@@ -134,6 +134,7 @@ class ServedClassObject final
       if (value != nullptr) {
         VariantInit(value);
         ToVariant(read, *value, ServedFor);
+        NoteHandedOut(*value);
       }
       const MemberDef* member = object_->FindMember(name);
       if (type != nullptr) {
@@ -164,6 +165,7 @@ class ServedClassObject final
       ScopedVariant list;
       ToVariant(WmiValue::Array(object_->GetPropertyNames()), *list.get(), ServedFor);
       *names = list.release().parray;
+      NoteHandedOut(*names);
       return WBEM_S_NO_ERROR;
     });
   }
@@ -255,6 +257,7 @@ class ServedClassObject final
           }
           return E_OUTOFMEMORY;
         }
+        NoteHandedOut(*name);
       }
       ++nextEnumerated_;
       return WBEM_S_NO_ERROR;
@@ -293,6 +296,7 @@ class ServedClassObject final
         return Status(WBEM_E_INVALID_PARAMETER);
       }
       *text = UniqueBstr(MofText(*object_)).release();
+      NoteHandedOut(*text);
       return WBEM_S_NO_ERROR;
     });
   }
@@ -706,6 +710,7 @@ class ServedContext final : public ServedObject<IWbemContext> {
       }
       VariantInit(value);
       ToVariant(found->second, *value, ServedFor);
+      NoteHandedOut(*value);
       return WBEM_S_NO_ERROR;
     });
   }
@@ -739,6 +744,7 @@ class ServedTextSource final : public ServedObject<IWbemObjectTextSrc> {
         return Status(WBEM_E_INVALID_PARAMETER);
       }
       *text = UniqueBstr(inner->GetText()).release();
+      NoteHandedOut(*text);
       return WBEM_S_NO_ERROR;
     });
   }
