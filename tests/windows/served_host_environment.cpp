@@ -1,10 +1,12 @@
 // The public suite through COM: the simulated host's DLL registers itself as the process's
 // WMI before the first test, and COM is initialised as a host application does. Every string,
-// array and object the served host hands out during a test must be given back by its end.
+// array and object the served host hands out during a test must be given back by its end, and
+// no connection is used outside the apartments that obtained it.
 #include <objbase.h>
 
 #include <gtest/gtest.h>
 
+#include "simhost/com/served_host.h"
 #include "simhost/com/served_ledger.h"
 
 extern "C" __declspec(dllimport) HRESULT STDAPICALLTYPE DllRegisterServer();
@@ -19,6 +21,9 @@ class ServedHostEnvironment : public ::testing::Environment {
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     ASSERT_EQ(DllRegisterServer(), S_OK);
     served::StartCountingHandedOut();
+    // Connections are used only where a proxy of a real WMI could be: every thread of the
+    // library must fetch its connection from the global interface table.
+    served::CheckApartments(true);
   }
   void TearDown() override { CoUninitialize(); }
 };

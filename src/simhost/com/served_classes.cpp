@@ -62,17 +62,6 @@ ComPtr<IUnknown> MakeServedInstance(REFCLSID cls, std::shared_ptr<HostCore> host
   return MakeServedTextSource();
 }
 
-// The apartment of the calling thread: one for all multithreaded threads, its thread for a
-// single-threaded one.
-std::uint64_t ApartmentOfThread() {
-  APTTYPE type{};
-  APTTYPEQUALIFIER qualifier{};
-  if (SUCCEEDED(CoGetApartmentType(&type, &qualifier)) && type == APTTYPE_MTA) {
-    return 0;
-  }
-  return GetCurrentThreadId();
-}
-
 }  // namespace
 
 ComPtr<IClassFactory> MakeServedClassFactory(REFCLSID cls, std::shared_ptr<HostCore> host) {

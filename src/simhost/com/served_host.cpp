@@ -2,6 +2,8 @@
 
 #include "platform/windows_api.h"
 
+#include <objbase.h>
+
 #include <map>
 #include <mutex>
 #include <optional>
@@ -30,6 +32,7 @@ struct ServedState {
   std::optional<SimulatedHost> scenario;
   std::wstring scenarioFile;
   std::set<std::uint64_t> servedApartments;
+  bool checkApartments = false;
 };
 
 // How far a scenario's clock moves with each served call.
@@ -92,6 +95,25 @@ void ScenarioCallServed() {
   State().scenario->AdvanceClock(kScenarioStepMs);
   const FileLock fileLock = LockScenario(State().scenarioFile);
   State().scenario->SaveScenario(std::filesystem::path(State().scenarioFile));
+}
+
+std::uint64_t ApartmentOfThread() {
+  APTTYPE type{};
+  APTTYPEQUALIFIER qualifier{};
+  if (SUCCEEDED(CoGetApartmentType(&type, &qualifier)) && type == APTTYPE_MTA) {
+    return 0;
+  }
+  return GetCurrentThreadId();
+}
+
+void CheckApartments(bool check) {
+  std::lock_guard lock(State().mutex);
+  State().checkApartments = check;
+}
+
+bool CheckingApartments() {
+  std::lock_guard lock(State().mutex);
+  return State().checkApartments;
 }
 
 bool IsApartmentServed(std::uint64_t apartment) {

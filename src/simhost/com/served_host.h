@@ -31,6 +31,17 @@ std::shared_ptr<HostCore> ServedHostOrScenario();
 // that the next process goes on from there. Nothing for a host served otherwise.
 void ScenarioCallServed();
 
+// The apartment of the calling thread: one for all multithreaded threads, its thread for a
+// single-threaded one.
+std::uint64_t ApartmentOfThread();
+
+// For tests: served connections behave as the proxies of an out-of-process WMI do, usable only
+// in the apartments that obtained them (the one that connected, and those that fetched them
+// through COM, as from the global interface table); a call from any other fails with
+// RPC_E_WRONG_THREAD. Off by default.
+QUORVANE_API void CheckApartments(bool check);
+bool CheckingApartments();
+
 // The apartments where the served classes are registered with COM (ServeInProcess).
 bool IsApartmentServed(std::uint64_t apartment);
 void NoteApartmentServed(std::uint64_t apartment);

@@ -2,8 +2,10 @@
 
 #include <cwchar>
 #include <map>
+#include <mutex>
 #include <new>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -428,13 +430,26 @@ const MethodDef* MethodOfCall(const std::wstring& path, const std::wstring& name
 
 class ServedServices final : public ServedObject<IWbemServices, RecordsBlanket<ServedServices>> {
  public:
-  explicit ServedServices(std::shared_ptr<SimService> service) : service_(std::move(service)) {}
+  explicit ServedServices(std::shared_ptr<SimService> service)
+      : service_(std::move(service)), apartments_{ApartmentOfThread()} {}
+
+  // An apartment that asks for the connection through COM may use it from then on.
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+    {
+      std::lock_guard lock(apartmentsMutex_);
+      apartments_.insert(ApartmentOfThread());
+    }
+    return ServedObject::QueryInterface(iid, out);
+  }
 
   std::wstring Who() const { return L"Services " + service_->NameSpace(); }
 
   HRESULT STDMETHODCALLTYPE GetObject(const BSTR path, LONG flags, IWbemContext*,
                                       IWbemClassObject** object,
                                       IWbemCallResult** callResult) override {
+    if (WrongApartment()) {
+      return RPC_E_WRONG_THREAD;
+    }
     return Respond(flags, object, callResult, [&] {
       NoteServiceOfThread(service_);
       auto found = std::dynamic_pointer_cast<SimObject>(service_->GetObject(TextOf(path)));
@@ -445,6 +460,9 @@ class ServedServices final : public ServedObject<IWbemServices, RecordsBlanket<S
 
   HRESULT STDMETHODCALLTYPE ExecQuery(const BSTR language, const BSTR query, LONG flags,
                                       IWbemContext*, IEnumWbemClassObject** results) override {
+    if (WrongApartment()) {
+      return RPC_E_WRONG_THREAD;
+    }
     return Serve([&]() -> HRESULT {
       NoteServiceOfThread(service_);
       RecordComDetail(L"ExecQuery flags=" + Hex(static_cast<std::uint32_t>(flags)));
@@ -459,6 +477,9 @@ class ServedServices final : public ServedObject<IWbemServices, RecordsBlanket<S
 
   HRESULT STDMETHODCALLTYPE PutInstance(IWbemClassObject* instance, LONG flags, IWbemContext*,
                                         IWbemCallResult** callResult) override {
+    if (WrongApartment()) {
+      return RPC_E_WRONG_THREAD;
+    }
     return Respond(flags, nullptr, callResult, [&] {
       NoteServiceOfThread(service_);
       RecordComDetail(L"PutInstance flags=" + Hex(static_cast<std::uint32_t>(flags)));
@@ -475,6 +496,9 @@ class ServedServices final : public ServedObject<IWbemServices, RecordsBlanket<S
   HRESULT STDMETHODCALLTYPE ExecMethod(const BSTR path, const BSTR method, LONG flags,
                                        IWbemContext*, IWbemClassObject* in, IWbemClassObject** out,
                                        IWbemCallResult** callResult) override {
+    if (WrongApartment()) {
+      return RPC_E_WRONG_THREAD;
+    }
     return Respond(flags, out, callResult, [&] {
       NoteServiceOfThread(service_);
       const MethodDef* definition = MethodOfCall(TextOf(path), TextOf(method), in);
@@ -588,6 +612,14 @@ class ServedServices final : public ServedObject<IWbemServices, RecordsBlanket<S
   }
 
  private:
+  bool WrongApartment() {
+    if (!CheckingApartments()) {
+      return false;
+    }
+    std::lock_guard lock(apartmentsMutex_);
+    return apartments_.count(ApartmentOfThread()) == 0;
+  }
+
   // What a call made: an object, or the path of the instance it wrote.
   struct Outcome {
     ComPtr<IWbemClassObject> object;
@@ -633,6 +665,8 @@ class ServedServices final : public ServedObject<IWbemServices, RecordsBlanket<S
   }
 
   std::shared_ptr<SimService> service_;
+  std::mutex apartmentsMutex_;
+  std::set<std::uint64_t> apartments_;  // where the connection may be used
 };
 
 // "\\host\namespace" or "namespace".
