@@ -3,6 +3,7 @@
 #include <cwchar>
 #include <memory>
 #include <type_traits>
+#include <utility>
 
 #include "simhost/schema.h"
 #include "simhost/sim_wmi.h"
@@ -10,27 +11,25 @@
 namespace quorvane::sim {
 namespace {
 
+// The escape of a character that cannot stand as it is inside a MOF string; null for others.
+const wchar_t* EscapeOf(wchar_t c) {
+  static constexpr std::pair<wchar_t, const wchar_t*> kEscapes[] = {
+      {L'"', L"\\\""}, {L'\\', L"\\\\"}, {L'\n', L"\\n"}, {L'\r', L"\\r"}, {L'\t', L"\\t"}};
+  for (const auto& [character, escape] : kEscapes) {
+    if (c == character) {
+      return escape;
+    }
+  }
+  return nullptr;
+}
+
 void AppendQuoted(std::wstring& out, const std::wstring& text) {
   out += L'"';
   for (const wchar_t c : text) {
-    switch (c) {
-      case L'"':
-        out += L"\\\"";
-        break;
-      case L'\\':
-        out += L"\\\\";
-        break;
-      case L'\n':
-        out += L"\\n";
-        break;
-      case L'\r':
-        out += L"\\r";
-        break;
-      case L'\t':
-        out += L"\\t";
-        break;
-      default:
-        out += c;
+    if (const wchar_t* escape = EscapeOf(c)) {
+      out += escape;
+    } else {
+      out += c;
     }
   }
   out += L'"';
