@@ -41,7 +41,7 @@ HRESULT SystemClassObject(REFCLSID cls, REFIID iid, void** out) {
 HRESULT SystemLocator(IWbemLocator** out) {
   *out = nullptr;
   ComPtr<IClassFactory> factory;
-  HRESULT status = SystemClassObject(kLocatorClass, IID_IClassFactory,
+  HRESULT status = SystemClassObject(CLSID_WbemLocator, IID_IClassFactory,
                                      reinterpret_cast<void**>(factory.GetAddressOf()));
   if (FAILED(status)) {
     return status;
@@ -69,13 +69,13 @@ extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE
     return E_OUTOFMEMORY;
   }
   try {
-    if (const auto factory = served::MakeServedClassFactory(cls, host)) {
+    if (const auto factory = host ? served::MakeServedClassFactory(cls) : nullptr) {
       return factory->QueryInterface(iid, out);
     }
   } catch (...) {
     return E_OUTOFMEMORY;
   }
-  if (cls == served::kLocatorClass || cls == served::kContextClass) {
+  if (cls == CLSID_WbemLocator || cls == CLSID_WbemContext) {
     return served::SystemClassObject(cls, iid, out);
   }
   return CLASS_E_CLASSNOTAVAILABLE;

@@ -9,13 +9,6 @@
 
 namespace quorvane::sim::com {
 
-const CLSID kLocatorClass = {
-    0x4590F811, 0x1D3A, 0x11D0, {0x89, 0x1F, 0x00, 0xAA, 0x00, 0x4B, 0x2E, 0x24}};
-const CLSID kContextClass = {
-    0x674B6698, 0xEE92, 0x11D0, {0xAD, 0x71, 0x00, 0xC0, 0x4F, 0xD8, 0xFD, 0xFF}};
-const CLSID kTextSourceClass = {
-    0x8D1C559D, 0x84F0, 0x4BB3, {0xA7, 0xD5, 0x56, 0xA7, 0x43, 0x5A, 0x9B, 0xA6}};
-
 namespace {
 
 using InstanceMaker = std::function<ComPtr<IUnknown>()>;
@@ -46,17 +39,18 @@ class ClassFactory final : public ServedObject<IClassFactory> {
 };
 
 bool IsServedClass(REFCLSID cls) {
-  return cls == kLocatorClass || cls == kContextClass || cls == kTextSourceClass;
+  return cls == CLSID_WbemLocator || cls == CLSID_WbemContext || cls == CLSID_WbemObjectTextSrc;
 }
 
-ComPtr<IUnknown> MakeServedInstance(REFCLSID cls, std::shared_ptr<HostCore> host) {
+ComPtr<IUnknown> MakeServedInstance(REFCLSID cls) {
+  auto host = ServedHost();
   if (!host) {
     return nullptr;
   }
-  if (cls == kLocatorClass) {
+  if (cls == CLSID_WbemLocator) {
     return MakeServedLocator(std::move(host));
   }
-  if (cls == kContextClass) {
+  if (cls == CLSID_WbemContext) {
     return MakeServedContext();
   }
   return MakeServedTextSource();
@@ -64,13 +58,12 @@ ComPtr<IUnknown> MakeServedInstance(REFCLSID cls, std::shared_ptr<HostCore> host
 
 }  // namespace
 
-ComPtr<IClassFactory> MakeServedClassFactory(REFCLSID cls, std::shared_ptr<HostCore> host) {
-  if (!host || !IsServedClass(cls)) {
+ComPtr<IClassFactory> MakeServedClassFactory(REFCLSID cls) {
+  if (!IsServedClass(cls)) {
     return nullptr;
   }
   const CLSID served = cls;
-  return MakeServed<ClassFactory>(
-      [served, host = std::move(host)] { return MakeServedInstance(served, host); });
+  return MakeServed<ClassFactory>([served] { return MakeServedInstance(served); });
 }
 
 void ServeInProcess(std::shared_ptr<HostCore> host) {
@@ -80,13 +73,11 @@ void ServeInProcess(std::shared_ptr<HostCore> host) {
   if (IsApartmentServed(apartment)) {
     return;
   }
-  for (const CLSID* cls : {&kLocatorClass, &kContextClass, &kTextSourceClass}) {
-    // The host served when an instance is made, so that a later Serve reaches every apartment.
-    const CLSID served = *cls;
-    auto factory =
-        MakeServed<ClassFactory>([served] { return MakeServedInstance(served, ServedHost()); });
+  for (const CLSID* cls : {&CLSID_WbemLocator, &CLSID_WbemContext, &CLSID_WbemObjectTextSrc}) {
+    // Instances are made for the host served then, so that a later Serve reaches every apartment.
+    const ComPtr<IClassFactory> factory = MakeServedClassFactory(*cls);
     DWORD cookie = 0;
-    const HRESULT registered = CoRegisterClassObject(served, factory.Get(), CLSCTX_INPROC_SERVER,
+    const HRESULT registered = CoRegisterClassObject(*cls, factory.Get(), CLSCTX_INPROC_SERVER,
                                                      REGCLS_MULTIPLEUSE, &cookie);
     if (FAILED(registered)) {
       throw ComError(registered);

@@ -5,6 +5,7 @@
 #include "platform/windows_api.h"
 
 #include <objbase.h>
+#include <wbemidl.h>
 
 #include <memory>
 
@@ -16,12 +17,9 @@ class HostCore;
 
 namespace quorvane::sim::com {
 
-extern const CLSID kLocatorClass;
-extern const CLSID kContextClass;
-extern const CLSID kTextSourceClass;
-
-// The factory of a served class for `host`; null for a class this module does not serve.
-ComPtr<IClassFactory> MakeServedClassFactory(REFCLSID cls, std::shared_ptr<HostCore> host);
+// The factory of a served class, making its instances for the host served when they are made
+// (Serve); null for a class this module does not serve.
+ComPtr<IClassFactory> MakeServedClassFactory(REFCLSID cls);
 
 // Serves `host` as this process's WMI whatever the registry says: the served classes are
 // registered with COM for the calling thread's apartment (once per apartment), where WMI's

@@ -2,6 +2,7 @@
 
 #include <objbase.h>
 
+#include <atomic>
 #include <map>
 #include <mutex>
 #include <set>
@@ -20,7 +21,8 @@ constexpr std::size_t kArrayOffset = 16;
 // The allocator and its spy are the process's: so is this record.
 struct Ledger {
   std::mutex mutex;
-  bool counting = false;
+  // Read without the lock, so that served objects made while nothing counts take none.
+  std::atomic<bool> counting = false;
   std::map<const void*, Kind> handedOut;
   std::set<const void*> objects;
 
@@ -94,10 +96,11 @@ class FreeWatcher final : public IMallocSpy {
 
 void Note(const void* start, Kind kind) {
   Ledger& ledger = TheLedger();
-  std::lock_guard lock(ledger.mutex);
-  if (ledger.counting && start != nullptr) {
-    ledger.handedOut[start] = kind;
+  if (!ledger.counting || start == nullptr) {
+    return;
   }
+  std::lock_guard lock(ledger.mutex);
+  ledger.handedOut[start] = kind;
 }
 
 }  // namespace
@@ -147,16 +150,20 @@ void NoteHandedOut(const VARIANT& value) {
 
 void NoteObjectMade(const void* object) {
   Ledger& ledger = TheLedger();
-  std::lock_guard lock(ledger.mutex);
   if (ledger.counting) {
+    std::lock_guard lock(ledger.mutex);
     ledger.objects.insert(object);
   }
 }
 
+// Counting, once started, goes on for the rest of the process: an object made before it is
+// simply not in the set.
 void NoteObjectGone(const void* object) {
   Ledger& ledger = TheLedger();
-  std::lock_guard lock(ledger.mutex);
-  ledger.objects.erase(object);
+  if (ledger.counting) {
+    std::lock_guard lock(ledger.mutex);
+    ledger.objects.erase(object);
+  }
 }
 
 }  // namespace quorvane::sim::com

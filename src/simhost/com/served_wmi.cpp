@@ -138,6 +138,9 @@ class ServedClassObject final
         ToVariant(read, *value, ServedFor);
         NoteHandedOut(*value);
       }
+      if (type == nullptr && flavor == nullptr) {
+        return WBEM_S_NO_ERROR;
+      }
       const MemberDef* member = object_->FindMember(name);
       if (type != nullptr) {
         *type = member != nullptr ? CimTypeOf(*member) : SystemPropertyType(name);
@@ -435,7 +438,7 @@ class ServedServices final : public ServedObject<IWbemServices, RecordsBlanket<S
 
   // An apartment that asks for the connection through COM may use it from then on.
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-    {
+    if (CheckingApartments()) {
       std::lock_guard lock(apartmentsMutex_);
       apartments_.insert(ApartmentOfThread());
     }
