@@ -4,6 +4,28 @@
 #include "quorvane/exceptions.h"
 
 namespace quorvane {
+namespace {
+
+constexpr std::uint32_t kWmiNotFound = 0x80041002;
+
+// A host removes a finished job a few minutes after it ends ("TimeBeforeRemoval"); a poll that
+// comes later finds nothing, and the job's end, success or failure, is lost with it.
+WmiObjectPtr FetchJob(IWmiService& service, const std::wstring& path) {
+  try {
+    return service.GetObject(path);
+  } catch (const DefaultException& e) {
+    if (e.GetErrorCode() != kWmiNotFound) {
+      throw;
+    }
+    const std::wstring message =
+        L"The host removed the job before its end was read; the outcome of the operation is "
+        L"unknown: " +
+        path;
+    throw DefaultException(kWmiNotFound, message.c_str());
+  }
+}
+
+}  // namespace
 
 bool IsFinalJobState(std::int64_t state) {
   switch (state) {
@@ -33,10 +55,10 @@ void WmiJob::Run() {
     throw DefaultException(result, message.c_str());
   }
   const std::wstring path = method_->GetOutParameter(L"Job").AsWideString();
-  job_ = service_->GetObject(path);
+  job_ = FetchJob(*service_, path);
   while (!IsFinalJobState(job_->GetProperty(L"JobState").AsInteger())) {
     service_->Wait(kPollIntervalMs);
-    job_ = service_->GetObject(path);
+    job_ = FetchJob(*service_, path);
   }
   const auto errorCode = static_cast<std::uint32_t>(job_->GetProperty(L"ErrorCode").AsInteger());
   if (errorCode != 0) {

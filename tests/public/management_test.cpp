@@ -119,6 +119,28 @@ TEST(WaitBoundTest, AWaitWithoutEndFailsAfterTheBound) {
   EXPECT_EQ(management->GetEnabledState(machine.c_str()), 10u);  // still starting
 }
 
+// A host removes a finished job some minutes after it ends; a caller that polls too late (its
+// thread held up) finds it gone and cannot know how the change ended.
+TEST_F(ManagementTest, AJobThatVanishesWhileAwaitedLeavesTheOutcomeUnknown) {
+  host_.FailNthOperation(L"GetObject", L"Msvm_ConcreteJob", 2, 0x80041002);
+  const auto vanished = Raised([&] { management_->Start(off_.c_str()); });
+  EXPECT_EQ(vanished.GetErrorCode(), 0x80041002u);
+  const std::wstring message = vanished.GetMessageDescription();
+  EXPECT_EQ(message.rfind(L"The host removed the job before its end was read; the outcome of the "
+                          L"operation is unknown: \\\\",
+                          0),
+            0u)
+      << "message: " << std::string(message.begin(), message.end());
+  EXPECT_NE(message.find(L"Msvm_ConcreteJob.InstanceID="), std::wstring::npos);
+  const auto fetches = CallsOf(host_, L"GetObject");
+  EXPECT_EQ(std::count_if(fetches.begin(), fetches.end(),
+                          [](const sim::Call& call) {
+                            return call.target.find(L"Msvm_ConcreteJob") != std::wstring::npos;
+                          }),
+            2)
+      << "no fetch after the job was gone";
+}
+
 TEST_F(ManagementTest, DeleteMachine) {
   EXPECT_EQ(Raised([&] { management_->DeleteMachine(running_.c_str()); }).GetErrorCode(), 32775u);
   management_->DeleteMachine(off_.c_str());
