@@ -69,6 +69,10 @@ struct HostOptions {
   /// the synchronous methods), the job's call gives no outputs; the same call made once that
   /// job has ended answers at once with them.
   bool changesOutputsAfterJob = false;
+  /// The order of a pool's templates (its default, minimum, maximum and increment settings),
+  /// which is the provider's and which no recording shows: by default the default settings
+  /// come first; with this switch, last.
+  bool defaultTemplatesLast = false;
   /// Change tracking reports whole blocks of this size.
   std::uint32_t changeTrackingBlockSize = 4096;
   /// "GetVirtualDiskChanges" stops a pass after this many ranges.

@@ -56,10 +56,15 @@ void LinkTemplate(Repository& v2, Repository::Id capabilities, Repository::Id se
                 {L"PropertyPolicy", WmiValue::Int32(0)}});
 }
 
-// A resource pool with its allocation capabilities and the four templates.
-void AddPool(Repository& v2, const wchar_t* poolClass, const wchar_t* pool,
+// A resource pool with its allocation capabilities and the four templates, the default one
+// first or, when `defaultLast`, after the others.
+void AddPool(Repository& v2, bool defaultLast, const wchar_t* poolClass, const wchar_t* pool,
              std::int32_t resourceType, const wchar_t* subType, const wchar_t* settingsClass,
-             const std::vector<Template>& templates) {
+             std::vector<Template> templates) {
+  if (defaultLast) {
+    std::stable_partition(templates.begin(), templates.end(),
+                          [](const Template& each) { return each.valueRole != 0; });
+  }
   const std::wstring poolId = std::wstring(L"Microsoft:") + pool;
   const auto poolObject = v2.Create(poolClass, {{L"InstanceID", WmiValue::String(poolId)},
                                                 {L"PoolID", WmiValue::String(pool)},
@@ -158,8 +163,12 @@ void AddDevicePools(HostCore& host) {
     if (pool.resourceType == 33) {
       defaults.emplace_back(L"EnabledState", WmiValue::Int32(2));
     }
-    AddPool(v2, L"Msvm_ResourcePool", id.c_str(), pool.resourceType, pool.subType,
-            pool.settingsClass, {{L"Default", pool.name, 0, 0, defaults}});
+    AddPool(v2, host.Settings().defaultTemplatesLast, L"Msvm_ResourcePool", id.c_str(),
+            pool.resourceType, pool.subType, pool.settingsClass,
+            {{L"Default", pool.name, 0, 0, defaults},
+             {L"Minimum", pool.name, 3, 1, defaults},
+             {L"Maximum", pool.name, 3, 2, defaults},
+             {L"Increment", pool.name, 3, 3, defaults}});
   }
 }
 
@@ -197,7 +206,8 @@ void AddCapabilities(HostCore& host) {
                  {L"Version", WmiValue::String(L"10.0")}});
   LinkTemplate(v2, capabilities, defaults, 0, 0);
 
-  AddPool(v2, L"Msvm_ProcessorPool", kProcessorPool, 3, kProcessorSubType,
+  const bool defaultLast = host.Settings().defaultTemplatesLast;
+  AddPool(v2, defaultLast, L"Msvm_ProcessorPool", kProcessorPool, 3, kProcessorSubType,
           L"Msvm_ProcessorSettingData",
           {{L"Default",
             L"Processor Default Settings",
@@ -224,7 +234,8 @@ void AddCapabilities(HostCore& host) {
             3,
             {{L"VirtualQuantity", WmiValue::UInt64(1)}}}});
   AddPool(
-      v2, L"Msvm_ResourcePool", kMemoryPool, 4, kMemorySubType, L"Msvm_MemorySettingData",
+      v2, defaultLast, L"Msvm_ResourcePool", kMemoryPool, 4, kMemorySubType,
+      L"Msvm_MemorySettingData",
       {{L"Default",
         L"Memory Default Settings",
         0,

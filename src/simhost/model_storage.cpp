@@ -7,6 +7,16 @@
 namespace quorvane::sim {
 namespace {
 
+// "Format" as Hyper-V gives it for the file's extension: 2 VHD, 4 VHD Set, otherwise 3 VHDX.
+std::uint16_t FormatOfExtension(const std::wstring& path) {
+  const auto dot = path.rfind(L'.');
+  const std::wstring extension = dot == std::wstring::npos ? L"" : path.substr(dot);
+  if (EqualsNoCase(extension, L".vhd")) {
+    return 2;
+  }
+  return EqualsNoCase(extension, L".vhds") ? 4 : 3;
+}
+
 constexpr wchar_t kIdeControllerGuid[] = L"83F8638B-8DCA-4152-9EDA-2CA8B33039B4";
 constexpr std::int32_t kIdeType = 5;
 constexpr std::int32_t kScsiType = 6;
@@ -211,7 +221,7 @@ VirtualDisk& CreateDiskFile(HostCore& host, const std::wstring& path, std::uint6
   disk.maxInternalSize = size;
   disk.parentPath = parentPath;
   disk.type = parentPath.empty() ? 3 : 4;
-  disk.format = path.size() >= 4 && EqualsNoCase(path.substr(path.size() - 4), L".vhd") ? 2 : 3;
+  disk.format = FormatOfExtension(path);
   host.Disks().Add(std::move(disk), host.NewGuid());
   return *host.Disks().Find(path);
 }

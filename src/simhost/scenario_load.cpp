@@ -413,6 +413,7 @@ std::shared_ptr<HostCore> CoreFromHost(const json& host) {
                      "referencePointHoldsAllocationIds",
                      "refuseFullLengthChanges",
                      "changesOutputsAfterJob",
+                     "defaultTemplatesLast",
                      "changeTrackingFailsThroughJob",
                      "changeTrackingFailureCode",
                      "clockMs",
@@ -441,6 +442,7 @@ std::shared_ptr<HostCore> CoreFromHost(const json& host) {
       Setting<bool>(host, "referencePointHoldsAllocationIds", false, "/host");
   settings.refuseFullLengthChanges = Setting<bool>(host, "refuseFullLengthChanges", false, "/host");
   settings.changesOutputsAfterJob = Setting<bool>(host, "changesOutputsAfterJob", false, "/host");
+  settings.defaultTemplatesLast = Setting<bool>(host, "defaultTemplatesLast", false, "/host");
   settings.changeTrackingFailsThroughJob =
       Setting<bool>(host, "changeTrackingFailsThroughJob", true, "/host");
   settings.changeTrackingFailureCode =

@@ -192,6 +192,7 @@ std::string HostToJson(HostCore& host) {
         {"referencePointHoldsAllocationIds", settings.referencePointHoldsAllocationIds},
         {"refuseFullLengthChanges", settings.refuseFullLengthChanges},
         {"changesOutputsAfterJob", settings.changesOutputsAfterJob},
+        {"defaultTemplatesLast", settings.defaultTemplatesLast},
         {"changeTrackingFailsThroughJob", settings.changeTrackingFailsThroughJob},
         {"changeTrackingFailureCode", settings.changeTrackingFailureCode},
         {"clockMs", host.ClockMs()},

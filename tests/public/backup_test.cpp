@@ -252,6 +252,9 @@ TEST_F(BackupTest, RecoveryTestNeedsTypeAndPrefix) {
                L"There is no change tracking data available associated with the specified change "
                L"tracking identifier");
 
+  snapshots_->RenameSnapshot(recovery.c_str(), L"Nightly [HVRC] 2026");
+  EXPECT_FALSE(snapshots_->IsRecoverySnapshot(recovery.c_str())) << "the prefix starts the name";
+
   snapshots_->CreateStandardSnapshot();
   const std::wstring standard = snapshots_->GetLastSnapshotId();
   snapshots_->RenameSnapshot(standard.c_str(), L"[HVRC] pretending");

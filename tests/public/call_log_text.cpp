@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <map>
+#include <optional>
 #include <sstream>
 
 namespace quorvane::testing {
@@ -44,6 +45,85 @@ bool GuidAt(const std::string& text, std::size_t at) {
 
 constexpr std::size_t kGuidLength = 36;
 
+// The text between `open` and `close` from `from` on; npos in `from` when there is none.
+std::string Between(const std::string& text, const std::string& open, const std::string& close,
+                    std::size_t& from) {
+  const auto start = text.find(open, from);
+  const auto end = start == std::string::npos ? start : text.find(close, start + open.size());
+  if (end == std::string::npos) {
+    from = std::string::npos;
+    return {};
+  }
+  from = end + close.size();
+  return text.substr(start + open.size(), end - start - open.size());
+}
+
+// A property's value as "text", "{a, b}" for an array; nullopt when it has none.
+std::optional<std::string> PropertyValue(const std::string& body) {
+  std::vector<std::string> values;
+  for (std::size_t at = 0;;) {
+    std::string value = Between(body, "<VALUE>", "</VALUE>", at);
+    if (at == std::string::npos) {
+      break;
+    }
+    values.push_back(std::move(value));
+  }
+  if (body.find("<VALUE.ARRAY>") != std::string::npos) {
+    std::string list = "{";
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      list += (i == 0 ? "" : ", ") + values[i];
+    }
+    return list + "}";
+  }
+  if (values.empty()) {
+    return std::nullopt;
+  }
+  return values.front().empty() ? "\"\"" : values.front();
+}
+
+// One CIM-XML instance, the properties that carry a value one a line below its class. The
+// system properties other than "__PATH" follow from the class and are left out.
+void AppendInstance(const std::string& instance, std::ostringstream& out) {
+  std::size_t at = 0;
+  out << "    instance of " << Between(instance, "CLASSNAME=\"", "\"", at) << '\n';
+  while ((at = instance.find("<PROPERTY", at)) != std::string::npos) {
+    const auto nameEnd = instance.find_first_of(" >", at);
+    const std::string element = instance.substr(at + 1, nameEnd - at - 1);
+    std::size_t nameAt = at;
+    const std::string name = Between(instance, "NAME=\"", "\"", nameAt);
+    const auto bodyStart = instance.find('>', at) + 1;
+    const auto bodyEnd = instance.find("</" + element + ">", bodyStart);
+    const auto value = PropertyValue(instance.substr(bodyStart, bodyEnd - bodyStart));
+    if (value && (name.rfind("__", 0) != 0 || name == "__PATH")) {
+      out << "      " << name << " = " << *value << '\n';
+    }
+    at = bodyEnd;
+  }
+}
+
+// An input as it reads in the log; embedded instances, which are long, are written out below it
+// property by property, each in its place in the value marked "<instance>".
+void AppendInput(const std::string& name, const std::string& value, std::ostringstream& out) {
+  static const std::string kOpen = "<INSTANCE ";
+  static const std::string kClose = "</INSTANCE>";
+  std::string shown;
+  std::vector<std::string> instances;
+  std::size_t at = 0;
+  for (std::size_t start; (start = value.find(kOpen, at)) != std::string::npos;) {
+    const auto end = value.find(kClose, start);
+    if (end == std::string::npos) {
+      break;
+    }
+    shown += value.substr(at, start - at) + "<instance>";
+    instances.push_back(value.substr(start, end + kClose.size() - start));
+    at = end + kClose.size();
+  }
+  out << "  " << name << " = " << shown << value.substr(at) << '\n';
+  for (const auto& instance : instances) {
+    AppendInstance(instance, out);
+  }
+}
+
 }  // namespace
 
 std::string CallLogText(const std::vector<sim::Call>& calls) {
@@ -56,7 +136,7 @@ std::string CallLogText(const std::vector<sim::Call>& calls) {
     }
     out << '\n';
     for (const auto& [name, value] : call.inputs) {
-      out << "  " << Ascii(name) << " = " << Ascii(value) << '\n';
+      AppendInput(Ascii(name), Ascii(value), out);
     }
   }
   return out.str();

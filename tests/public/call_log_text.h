@@ -1,7 +1,8 @@
 #pragma once
 
-// A host's call log as text, one call a line and each input indented below it: the form the
-// expected call logs are kept in and the two bindings' logs are compared in.
+// A host's call log as text, one call a line and each input indented below it, an embedded
+// instance written out below its input one property a line: the form the expected call logs are
+// kept in and the two bindings' logs are compared in.
 #include <string>
 #include <vector>
 

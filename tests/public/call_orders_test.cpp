@@ -139,6 +139,48 @@ const std::map<std::string, Operation>& Operations() {
           editor->AddNetworkAdapter(kInternalSwitch);
           editor->Commit();
         }}},
+      {"builder-commit-generation-1",
+       {[](CaseRun& run) {
+          run.host.AddDiskFile(L"D:\\Hyper-V\\legacy-02\\system.vhdx", 40ull << 30);
+        },
+        [](CaseRun& run) {
+          auto builder = Own(run.root.CreateMachineBuilder());
+          builder->SetSecureBoot(true);
+          builder->SetDynamicMemory(false);
+          builder->SetMemorySize(4096);
+          builder->AddDisk(L"D:\\Hyper-V\\legacy-02\\system.vhdx");
+          builder->AddNetworkAdapterWithVlan(kExternalSwitch, 0);
+          builder->AddNetworkAdapterWithVlan(L"", 7);
+          builder->Commit();
+        }}},
+      {"editor-commit-dynamic-memory-off",
+       {Nothing,
+        [](CaseRun& run) {
+          auto editor = Own(run.root.CreateMachineEditor(run.machine.c_str()));
+          editor->SetDynamicMemory(false);
+          editor->SetProcessorCount(2);
+          editor->Commit();
+        }}},
+      {"editor-commit-dynamic-memory-on",
+       {Nothing,
+        [](CaseRun& run) {
+          auto editor = Own(run.root.CreateMachineEditor(run.machine.c_str()));
+          editor->SetDynamicMemory(true);
+          editor->Commit();
+        }}},
+      {"editor-commit-security",
+       {Nothing,
+        [](CaseRun& run) {
+          auto editor = Own(run.root.CreateMachineEditor(run.machine.c_str()));
+          editor->SetName(L"vault-02");
+          editor->Commit();
+        }}},
+      {"checkpoint-list",
+       {Nothing,
+        [](CaseRun& run) {
+          auto snapshots = Own(run.root.CreateSnapshotManagement(run.machine.c_str()));
+          Own(snapshots->EnumerateSnapshots());
+        }}},
   };
   return operations;
 }

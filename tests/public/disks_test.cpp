@@ -82,6 +82,13 @@ TEST_F(DisksTest, ScsiPlacementAndVhdFormat) {
   EXPECT_EQ(disks->GetControllerAddress(), 0xFFFFFFFFu);
   EXPECT_EQ(disks->GetFormat(), 0u);  // VHD
 
+  const auto shared = host_.AddMachine({.name = L"cluster-node"});
+  host_.AddDiskFile(L"E:\\quorum.vhds", kGiB);
+  host_.AttachDisk(shared, L"E:\\quorum.vhds");
+  auto sets = Disks(shared, false);
+  ASSERT_TRUE(sets->Next());
+  EXPECT_EQ(sets->GetFormat(), 2u);  // VHD Set
+
   EXPECT_FALSE(Disks(host_.AddMachine({.name = L"empty"}), true)->Next());
 }
 

@@ -111,11 +111,22 @@ TEST(MachineInfoTest, ReadsSettingsOfMachinesAndCheckpoints) {
   EXPECT_EQ(firstInfo->GetCreationTime(), kClockZero + 60 * kTicksPerSecond);
   EXPECT_EQ(firstInfo->GetMemory(), 4096);
   EXPECT_EQ(Own(management->GetMachineInfo(second.c_str()))->GetParentId(), first);
+  // Whether a host makes a recovery checkpoint the machine's parent is open; where it does, the
+  // record names no parent rather than a checkpoint outside the tree.
+  const auto recovery = host.AddSnapshot(id, L"nightly", true);
+  host.SetProperty(
+      L"Msvm_VirtualSystemSettingData.InstanceID=\"Microsoft:" + id + L"\"", L"Parent",
+      L"\\\\HV-HOST01\\root\\virtualization\\v2:Msvm_VirtualSystemSettingData.InstanceID="
+      L"\"Microsoft:" +
+          recovery + L"\"");
+  EXPECT_STREQ(Own(management->GetMachineInfo(id.c_str()))->GetParentId(), L"");
 
   auto gen1 = host.AddMachine({.name = L"old", .generation2 = false, .version = L"5.0"});
   auto old = Own(management->GetMachineInfo(gen1.c_str()));
   EXPECT_FALSE(old->IsGeneration2());
   EXPECT_FALSE(old->IsVersion62OrLater());
+  const auto v62 = host.AddMachine({.name = L"first-6.2", .version = L"6.2"});
+  EXPECT_TRUE(Own(management->GetMachineInfo(v62.c_str()))->IsVersion62OrLater());
 }
 
 TEST(MachineInfoTest, FailuresOfTheRecord) {

@@ -196,6 +196,13 @@ TEST_F(ManagementTest, CapabilitiesWithLimits) {
   EXPECT_EQ(changed->GetMinimumProcessorCount(), 1u);  // 0 keeps the built-in minimum
   EXPECT_EQ(changed->GetMaximumProcessorCount(), 16u);
 
+  // Limits compare as unsigned numbers: a negative text reads as a huge one and bounds nothing.
+  host_.SetUncheckedNumberText(L"Msvm_ProcessorSettingData.InstanceID=\"" + pool + L"\\\\Maximum\"",
+                               L"MaxProcessorsPerNumaNode", L"-1");
+  host_.SetProperty(L"Msvm_ProcessorSettingData.InstanceID=\"" + pool + L"\\\\Default\"", L"Limit",
+                    L"100000");
+  EXPECT_EQ(Own(root_->CreateMachineManagement(true))->GetMaximumProcessorCount(), 240u);
+
   auto bare = NewHost(Bare());
   auto plain = Own(Own(bare.CreateQuorvane())->CreateMachineManagement(true));
   EXPECT_EQ(plain->GetMaximumProcessorCount(), 4u);

@@ -139,5 +139,33 @@ TEST_F(LeftoverReferencePointTest, ABackupThatLeavesOneBehindBreaksTheNext) {
             32768u);
 }
 
+// A merge longer than the library waits for: twelve pauses of 10 s, then the disks are read.
+class LongMergeTest : public DiskMergeTest {
+ protected:
+  LongMergeTest() : DiskMergeTest(Options()) {}
+
+  static sim::HostOptions Options() {
+    sim::HostOptions options;
+    options.mergeDurationMs = 30 * 60 * 1000;
+    return options;
+  }
+};
+
+TEST_F(LongMergeTest, TheMergeWaitPausesTwelveTimesAndGoesOn) {
+  snapshots_->CreateRecoverySnapshot(true, nullptr);
+  const std::wstring checkpoint = snapshots_->GetLastSnapshotId();
+  host_.ClearCallLog();
+  auto changes = Own(snapshots_->GetChangeEnumerator(checkpoint.c_str()));
+  std::vector<std::wstring> pauses;
+  for (const auto& wait : CallsOf(host_, L"Wait")) {
+    if (wait.Input(L"Milliseconds") != L"100") {
+      pauses.push_back(wait.Input(L"Milliseconds"));
+    }
+  }
+  EXPECT_EQ(pauses, std::vector<std::wstring>(12, L"10000"));
+  EXPECT_EQ(Status(), 32772u) << "still merging";
+  EXPECT_TRUE(changes->Next());
+}
+
 }  // namespace
 }  // namespace quorvane::testing
