@@ -34,6 +34,22 @@ TEST_F(SimHostTest, ShorterLengthsThanOffsetsAreRefused) {
                L"GetVirtualDiskChanges returned fewer lengths than offsets");
 }
 
+// Extra lengths are left unread.
+TEST_F(SimHostTest, ExtraLengthsAreLeftUnread) {
+  CreateDiskFile(Core(), L"D:\\w.vhdx", 1 << 20, L"");
+  Core().RegisterMethod(
+      L"Msvm_ImageManagementService", L"GetVirtualDiskChanges", [](MethodCall& call) {
+        call.out[L"ProcessedByteLength"] = WmiValue::UInt64(1 << 20);
+        call.out[L"ChangedByteOffsets"] = WmiValue::Array(std::vector<std::wstring>{L"8192"});
+        call.out[L"ChangedByteLengths"] = WmiValue::Array(std::vector<std::wstring>{L"4096", L"8"});
+        return 0u;
+      });
+  const auto ranges = GetVirtualDiskChanges(*service_, L"D:\\w.vhdx", L"rctX:any");
+  ASSERT_EQ(ranges.size(), 1u);
+  EXPECT_EQ(ranges[0].offset, 8192u);
+  EXPECT_EQ(ranges[0].length, 4096u);
+}
+
 // A pass that processes nothing ends the walk, keeping what earlier passes found.
 TEST_F(SimHostTest, ZeroProcessedEndsTheWalk) {
   CreateDiskFile(Core(), L"D:\\y.vhdx", 1 << 20, L"");

@@ -1,4 +1,6 @@
 // The road a backup application takes, and the rules around it, on the simulated host.
+#include <algorithm>
+#include <cwctype>
 #include <map>
 
 #include "public_fixture.h"
@@ -261,6 +263,20 @@ TEST_F(BackupTest, RecoveryTestNeedsTypeAndPrefix) {
   EXPECT_FALSE(snapshots_->IsRecoverySnapshot(standard.c_str()));
   EXPECT_EQ(Raised([&] { snapshots_->GetChangeEnumerator(standard.c_str()); }).GetErrorCode(),
             0xC03A002Au);
+}
+
+// Hyper-V's identifiers compare without letter case: a machine named in lower case still owns
+// its checkpoints.
+TEST_F(BackupTest, AMachineIdInAnotherCaseOwnsItsCheckpoints) {
+  snapshots_->CreateStandardSnapshot();
+  const std::wstring checkpoint = snapshots_->GetLastSnapshotId();
+  std::wstring lower = machine_;
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](wchar_t c) { return static_cast<wchar_t>(std::towlower(c)); });
+  ASSERT_NE(lower, machine_);
+  auto snapshots = Own(root_->CreateSnapshotManagement(lower.c_str()));
+  EXPECT_EQ(Own(snapshots->GetSnapshotInfo(checkpoint.c_str()))->GetId(), checkpoint);
+  snapshots->DestroySnapshot(checkpoint.c_str(), false);
 }
 
 TEST_F(BackupTest, ConsistencyFallback) {

@@ -96,6 +96,11 @@ const std::map<std::string, Operation>& Operations() {
         [](CaseRun& run) {
           Own(run.root.CreateMachineManagement(false))->Save(run.machine.c_str());
         }}},
+      {"delete-machine",
+       {Nothing,
+        [](CaseRun& run) {
+          Own(run.root.CreateMachineManagement(false))->DeleteMachine(run.machine.c_str());
+        }}},
       {"recovery-checkpoint", {Nothing, RecoveryCheckpoint}},
       {"change-enumerator",
        {RecoveryCheckpoint,

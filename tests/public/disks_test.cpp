@@ -99,6 +99,18 @@ TEST_F(DisksTest, MissingDiskFileEndsTheListing) {
   host_.FailMethodCalls(L"Msvm_ImageManagementService", L"GetVirtualHardDiskSettingData", 32779);
   const auto e = Raised([&] { Disks(machine, false); });
   EXPECT_EQ(e.GetErrorCode(), 32779u);
+
+  host_.RemoveObject(
+      L"Msvm_ImageManagementService.CreationClassName=\"Msvm_ImageManagementService\",Name="
+      L"\"vhdsvc\",SystemCreationClassName=\"Msvm_ComputerSystem\",SystemName=\"HV-HOST01\"");
+  try {
+    Disks(machine, false);
+    ADD_FAILURE() << "a host without its image management service listed disks";
+  } catch (const ObjectNotFoundException& missing) {
+    EXPECT_EQ(missing.GetErrorCode(), 0xFFFFFFFFu);
+    EXPECT_STREQ(missing.GetMessageDescription(),
+                 L"Cannot found instance for: Msvm_ImageManagementService");
+  }
 }
 
 // A SCSI controller has 64 slots; the 65th disk goes on a second controller.

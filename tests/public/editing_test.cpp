@@ -183,6 +183,26 @@ TEST_F(EditingTest, GenerationOnePlacementCreatesTheScsiController) {
                                  {disks_[0], {false, 0, 0}}, {disks_[1], {true, 0xFFFFFFFF, 1}}}));
 }
 
+// Four SCSI controllers of 64 slots hold 256 disks: the 257th has no place, and no image is
+// attached.
+TEST_F(EditingTest, The257thDiskHasNoPlace) {
+  auto builder = Own(root_->CreateMachineBuilder());
+  builder->SetGeneration2(true);
+  for (int i = 0; i < 257; ++i) {
+    const std::wstring path = L"F:\\many\\" + std::to_wstring(i) + L".vhdx";
+    host_.AddDiskFile(path, kGiB);
+    builder->AddDisk(path.c_str());
+  }
+  host_.ClearCallLog();
+  try {
+    builder->Commit();
+    ADD_FAILURE() << "257 disks were placed";
+  } catch (const ObjectNotFoundException& e) {
+    EXPECT_STREQ(e.GetMessageDescription(), L"Cannot find controller");
+  }
+  EXPECT_EQ(MethodCalls(L"AddResourceSettings").size(), 256u + 3u) << "drives and controllers";
+}
+
 TEST_F(EditingTest, RefusedSlotMovesOnAndOtherRefusalsStop) {
   host_.FailMethodCalls(kManagement, L"AddResourceSettings", 32775, 1);
   const auto machine = Build([&](IMachineBuilder& b) { b.AddDisk(disks_[0].c_str()); });

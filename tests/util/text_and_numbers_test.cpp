@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "platform/platform.h"
 #include "util/number_text.h"
 #include "util/text.h"
 
@@ -42,6 +43,18 @@ TEST(NumberTextTest, StandardRulesWithTheWindowsTexts) {
   EXPECT_EQ(WhatOf<std::out_of_range>([] { Stoi(L"4294967296"); }), "stoi argument out of range");
   EXPECT_EQ(Stoul(L"1"), 1u);
   EXPECT_EQ(WhatOf<std::invalid_argument>([] { Stoul(L"x"); }), "invalid stoul argument");
+}
+
+// Identifiers the library makes (a new adapter's) are random GUIDs, version 4 and variant 1.
+TEST(NewGuidTextTest, RandomVersionFourGuids) {
+  const std::wstring first = platform::NewGuidText();
+  ASSERT_EQ(first.size(), 36u);
+  for (const std::size_t dash : {8u, 13u, 18u, 23u}) {
+    EXPECT_EQ(first[dash], L'-') << "at " << dash;
+  }
+  EXPECT_EQ(first[14], L'4');
+  EXPECT_NE(std::wstring(L"89abAB").find(first[19]), std::wstring::npos);
+  EXPECT_NE(platform::NewGuidText(), first);
 }
 
 }  // namespace
