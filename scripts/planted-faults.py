@@ -12,6 +12,7 @@ file back. A fault is caught when at least one test fails or times out.
     scripts/planted-faults.py --only merge    # the faults whose name holds "merge"
     scripts/planted-faults.py --windows       # also the COM layer's faults, tested under Wine
     scripts/planted-faults.py --list          # the list, without running anything
+    scripts/planted-faults.py --check         # every fault still applies (the test command runs this)
     scripts/planted-faults.py --revision HEAD~3   # the same list against an older commit
 
 How long it takes, on 2 cores: the first build of the scratch copy about 6 minutes (less with
@@ -170,12 +171,22 @@ def main():
     parser.add_argument("--only", help="run only the faults whose name holds this text")
     parser.add_argument("--windows", action="store_true", help="also the COM layer's faults")
     parser.add_argument("--list", action="store_true", help="print the list and stop")
+    parser.add_argument("--check", action="store_true",
+                        help="only check that every fault still applies to the checkout")
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 2)
     parser.add_argument("--report", type=pathlib.Path, help="also write the table to this file")
     args = parser.parse_args()
 
     faults = [f for f in FAULTS if (args.windows or not f.windows) and
               (not args.only or args.only in f.name)]
+    if args.check:
+        stale = []
+        for fault in faults:
+            count = (ROOT / fault.path).read_text().count(fault.before)
+            if count != 1:
+                stale.append(f"{fault.name}: its text occurs {count} times in {fault.path}")
+        print("\n".join(stale) or f"{len(faults)} faults apply to the checkout")
+        return 1 if stale else 0
     if args.list:
         for fault in faults:
             print(f"{fault.name:40} {fault.folder:12} {fault.kind:10} {fault.what}")
