@@ -171,6 +171,7 @@ const std::map<std::string, Operation>& Operations() {
         [](CaseRun& run) {
           auto editor = Own(run.root.CreateMachineEditor(run.machine.c_str()));
           editor->SetDynamicMemory(true);
+          editor->SetSecureBoot(true);
           editor->Commit();
         }}},
       {"editor-commit-security",
