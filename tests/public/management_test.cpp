@@ -203,6 +203,12 @@ TEST_F(ManagementTest, CapabilitiesWithLimits) {
                     L"100000");
   EXPECT_EQ(Own(root_->CreateMachineManagement(true))->GetMaximumProcessorCount(), 240u);
 
+  host_.SetProperty(
+      L"Msvm_MemorySettingData.InstanceID=\"Microsoft:Definition\\\\4764334E-E001-4176-82EE-"
+      L"5594EC9B530E\\\\Increment\"",
+      L"VirtualQuantity", L"128");
+  EXPECT_EQ(Own(root_->CreateMachineManagement(true))->GetMemoryIncrement(), 128u);
+
   auto bare = NewHost(Bare());
   auto plain = Own(Own(bare.CreateQuorvane())->CreateMachineManagement(true));
   EXPECT_EQ(plain->GetMaximumProcessorCount(), 4u);

@@ -95,8 +95,9 @@ TEST_F(WmiJobTest, FailedJobRaisesItsErrorCodeAndDescription) {
 TEST_F(WmiJobTest, ErrorCodeZeroIsSuccessWhateverTheFinalState) {
   for (const std::int32_t state : {7, 8, 9, 10, 32768}) {
     fetches_ = 0;
-    ScriptJob({WmiValue::Int32(state)}, WmiValue::Int32(0), L"");
+    ScriptJob({WmiValue::Int32(state), WmiValue::Int32(7)}, WmiValue::Int32(0), L"");
     EXPECT_NO_THROW(job_.Run()) << state;
+    EXPECT_EQ(fetches_, 1u) << "state " << state << " is final: no polling after it";
   }
 }
 
