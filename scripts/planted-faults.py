@@ -9,7 +9,7 @@ every fault writes it in, rebuilds (only what depends on the file), runs the tes
 file back. A fault is caught when at least one test fails or times out.
 
     scripts/planted-faults.py                 # every Linux fault, tests on Linux
-    scripts/planted-faults.py --only merge    # the faults whose name holds "merge"
+    scripts/planted-faults.py --only merge vlan   # the faults whose name holds "merge" or "vlan"
     scripts/planted-faults.py --windows       # also the COM layer's faults, tested under Wine
     scripts/planted-faults.py --list          # the list, without running anything
     scripts/planted-faults.py --check         # every fault still applies (the test command runs this)
@@ -170,7 +170,8 @@ def main():
                         "quorvane-planted-faults")
     parser.add_argument("--revision", help="plant the faults in this commit instead of the "
                         "checkout (the list is the checkout's)")
-    parser.add_argument("--only", help="run only the faults whose name holds this text")
+    parser.add_argument("--only", nargs="+", metavar="TEXT",
+                        help="run only the faults whose name holds one of these texts")
     parser.add_argument("--windows", action="store_true", help="also the COM layer's faults")
     parser.add_argument("--list", action="store_true", help="print the list and stop")
     parser.add_argument("--check", action="store_true",
@@ -180,7 +181,7 @@ def main():
     args = parser.parse_args()
 
     faults = [f for f in FAULTS if (args.windows or not f.windows) and
-              (not args.only or args.only in f.name)]
+              (not args.only or any(text in f.name for text in args.only))]
     if args.check:
         stale = []
         for fault in faults:

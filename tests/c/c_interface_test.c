@@ -224,6 +224,54 @@ static void backup_road(void) {
   scene_close(&s, "backup-road");
 }
 
+/* The guest cannot quiesce: the recovery checkpoint falls back to crash consistency and says
+   so. */
+static void consistency_fallback(void) {
+  struct scene s;
+  qv_snapshot_management* snapshots = NULL;
+  int failed = 0;
+  int32_t level = 0;
+  scene_open(&s);
+  CHECK_OK(qv_root_create_snapshot_management(s.root, s.running, &snapshots));
+  CHECK_OK(qv_sim_host_fail_jobs(s.host, "Msvm_VirtualSystemSnapshotService", "CreateSnapshot",
+                                 32768, "The guest could not quiesce.", 1));
+  CHECK_OK(qv_snapshot_management_create_recovery_snapshot(snapshots, 1, &failed, &level));
+  CHECK(level == 2 && failed == 1);
+  qv_snapshot_management_release(snapshots);
+  scene_close(&s, NULL);
+}
+
+/* A message longer than the record holds is cut before the character it would split. */
+static void long_message(void) {
+  struct scene s;
+  qv_machine_management* management = NULL;
+  char* name = malloc(2 + 2 * 5000);
+  uint32_t state = 0;
+  size_t i = 0;
+  const char* message = NULL;
+  scene_open(&s);
+  CHECK(name != NULL);
+  if (name == NULL) {
+    scene_close(&s, NULL);
+    return;
+  }
+  name[0] = 'x'; /* "Cannot find machine: x" is even, so every character starts at an even byte */
+  for (i = 0; i < 5000; ++i) {
+    name[1 + 2 * i] = '\xC3';
+    name[2 + 2 * i] = '\xA9';
+  }
+  name[1 + 2 * 5000] = '\0';
+  CHECK_OK(qv_root_create_machine_management(s.root, 0, &management));
+  CHECK(qv_machine_management_get_enabled_state(management, name, &state) == QV_LIBRARY_ERROR);
+  message = qv_last_error_message();
+  CHECK(strlen(message) == 8190);
+  CHECK(strncmp(message, "Cannot find machine: x\xC3\xA9", 24) == 0);
+  CHECK(strcmp(message + 8188, "\xC3\xA9") == 0);
+  qv_machine_management_release(management);
+  free(name);
+  scene_close(&s, NULL);
+}
+
 static void defining_and_editing(void) {
   struct scene s;
   qv_machine_builder* builder = NULL;
@@ -416,6 +464,8 @@ int main(int argc, char** argv) {
   lifecycle();
   checkpoints();
   backup_road();
+  consistency_fallback();
+  long_message();
   defining_and_editing();
   failures();
   printf("C interface: %s (%d failed checks)\n", check_failures == 0 ? "passed" : "FAILED",

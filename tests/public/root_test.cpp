@@ -33,6 +33,9 @@ TEST(RootTest, RemoteUserNamesAndTheMarker) {
   host.ClearCallLog();
   Own(host.CreateQuorvane(L"HV-HOST01", nullptr, nullptr));
   EXPECT_EQ(CallsOf(host, L"Connect")[0].Input(L"User"), L"");
+  host.ClearCallLog();
+  Own(host.CreateQuorvane(nullptr, L"", L"pw"));
+  EXPECT_EQ(CallsOf(host, L"Connect")[0].Input(L"User"), L"") << "no marker for the local host";
 }
 
 TEST(RootTest, MarkerRefusedRetriesWithTheEmptyUser) {

@@ -48,6 +48,10 @@ TEST(ReadDatetimeTest, ZeroOffsetIsTakenAsItStands) {
   EXPECT_EQ(Read(L"20240102030405.000000-000"), kJan2);
   EXPECT_EQ(Read(L"20240102030405.123456-000"), kJan2 + 1'234'560);
   EXPECT_EQ(Read(L"16010101000000.000000-000"), 0);
+  // 2000 is a leap year (divisible by 400), 1900 is not (by 100 only).
+  EXPECT_EQ(Read(L"20000229000000.000000+000"),
+            kUnixEpochAsFileTime + 951'782'400 * kTicksPerSecond);
+  EXPECT_EQ(Read(L"19000229000000.000000+000"), 0);
 }
 
 TEST(ReadDatetimeTest, NonZeroOffsetYieldsTheLocalTimeOfThisMachine) {
