@@ -200,7 +200,9 @@ def main():
     source = args.scratch / "src"
     (args.scratch / "logs").mkdir(parents=True, exist_ok=True)
     sync_copy(source, args.revision)
-    targets = {"linux": LinuxTarget(args.scratch, args.jobs)}
+    targets = {}
+    if any(not f.windows for f in faults):
+        targets["linux"] = LinuxTarget(args.scratch, args.jobs)
     if any(f.windows for f in faults):
         targets["windows"] = WindowsTarget(args.scratch, args.jobs)
     for target in targets.values():

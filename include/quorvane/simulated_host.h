@@ -185,7 +185,8 @@ class QUORVANE_API SimulatedHost {
   /// A virtual Ethernet switch named `name`; returns its identifier.
   std::wstring AddSwitch(const std::wstring& name);
   /// A virtual hard disk file (a differencing disk when `parentPath` is given); returns its
-  /// "VirtualDiskId".
+  /// "VirtualDiskId". The extension gives its "Format": ".vhd" a VHD (2, without change
+  /// tracking), ".vhds" a VHD Set (4), any other a VHDX (3).
   std::wstring AddDiskFile(const std::wstring& path, std::uint64_t sizeBytes,
                            const std::wstring& parentPath = L"");
   /// Attaches a disk file, or an ISO image as a DVD, to the machine at the next free place
