@@ -49,6 +49,19 @@ TEST(VariantConversionTest, KindsOfWhatComHandsOver) {
   ScopedVariant unknown;
   unknown.get()->vt = VT_CY;
   EXPECT_THROW(FromVariant(unknown.ref(), nullptr), DefaultException);
+
+  // Any VARIANT_BOOL other than VARIANT_FALSE is true, as COM reads one, not only -1.
+  ScopedVariant flags;
+  flags.get()->vt = VT_ARRAY | VT_BOOL;
+  flags.get()->parray = SafeArrayCreateVector(VT_BOOL, 0, 3);
+  ASSERT_NE(flags.get()->parray, nullptr);
+  const VARIANT_BOOL items[] = {1, VARIANT_FALSE, VARIANT_TRUE};
+  for (LONG i = 0; i < 3; ++i) {
+    ASSERT_EQ(SafeArrayPutElement(flags.get()->parray, &i, const_cast<VARIANT_BOOL*>(&items[i])),
+              S_OK);
+  }
+  EXPECT_EQ(FromVariant(flags.ref(), nullptr),
+            WmiValue::Array(std::vector<bool>{true, false, true}));
 }
 
 // An object that only counts its references (it lives on the stack: no virtual destructor).
