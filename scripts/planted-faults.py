@@ -65,7 +65,8 @@ def sync_copy(scratch_src, revision):
         if (ROOT / name).is_file():
             target.chmod((ROOT / name).stat().st_mode)
     for path in scratch_src.rglob("*"):
-        if path.is_file() and str(path.relative_to(scratch_src)) not in wanted:
+        name = path.relative_to(scratch_src)
+        if path.is_file() and name.parts[0] != "build-deps" and str(name) not in wanted:
             path.unlink()
     deps = ROOT / "build-deps" / "pugixml"
     if deps.is_dir() and not (scratch_src / "build-deps" / "pugixml").exists():
