@@ -15,10 +15,11 @@ file back. A fault is caught when at least one test fails or times out.
     scripts/planted-faults.py --check         # every fault still applies (the test command runs this)
     scripts/planted-faults.py --revision HEAD~3   # the same list against an older commit
 
-How long it takes, on 2 cores: the first build of the scratch copy about 6 minutes (less with
-ccache's cache warm), then about 15 seconds a fault (a rebuild and ctest's 200-odd tests), so
-about 20 minutes for the Linux list. With --windows the scratch copy is also cross-built (about
-12 more minutes) and each COM fault takes about a minute. It is not part of the test command.
+How long it takes, on 2 cores: the first build of the scratch copy about 4 minutes (less with
+ccache's cache warm), then 11 to 20 seconds a fault (a rebuild and ctest's 200-odd tests), so
+about 25 minutes for the Linux list. With --windows the scratch copy is also cross-built
+(about 10 more minutes) and each COM fault takes a minute or two. The test command runs only
+--check.
 """
 
 import argparse
