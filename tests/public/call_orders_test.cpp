@@ -79,6 +79,24 @@ void KeepChangeTrackingIds(CaseRun& run) {
   run.host.WriteToDisk(L"D:\\Hyper-V\\web-01\\data.vhdx", 1 << 20, 8192);
 }
 
+// An operation that edits the case's machine as `edit` says, then commits.
+std::function<void(CaseRun&)> EditAndCommit(std::function<void(IMachineEditor&)> edit) {
+  return [edit = std::move(edit)](CaseRun& run) {
+    auto editor = Own(run.root.CreateMachineEditor(run.machine.c_str()));
+    edit(*editor);
+    editor->Commit();
+  };
+}
+
+// The same for a new machine.
+std::function<void(CaseRun&)> BuildAndCommit(std::function<void(IMachineBuilder&)> build) {
+  return [build = std::move(build)](CaseRun& run) {
+    auto builder = Own(run.root.CreateMachineBuilder());
+    build(*builder);
+    builder->Commit();
+  };
+}
+
 const std::map<std::string, Operation>& Operations() {
   static const std::map<std::string, Operation> operations = {
       {"start",
@@ -123,64 +141,45 @@ const std::map<std::string, Operation>& Operations() {
         }}},
       {"builder-commit",
        {[](CaseRun& run) { run.host.AddDiskFile(L"D:\\Hyper-V\\app-01\\app.vhdx", 40ull << 30); },
-        [](CaseRun& run) {
-          auto builder = Own(run.root.CreateMachineBuilder());
-          builder->SetName(L"app-01");
-          builder->SetGeneration2(true);
-          builder->SetMemorySize(2048);
-          builder->SetDynamicMemory(true);
-          builder->SetProcessorCount(2);
-          builder->AddDisk(L"D:\\Hyper-V\\app-01\\app.vhdx");
-          builder->AddNetworkAdapterWithVlan(kExternalSwitch, 42);
-          builder->Commit();
-        }}},
+        BuildAndCommit([](IMachineBuilder& builder) {
+          builder.SetName(L"app-01");
+          builder.SetGeneration2(true);
+          builder.SetMemorySize(2048);
+          builder.SetDynamicMemory(true);
+          builder.SetProcessorCount(2);
+          builder.AddDisk(L"D:\\Hyper-V\\app-01\\app.vhdx");
+          builder.AddNetworkAdapterWithVlan(kExternalSwitch, 42);
+        })}},
       {"editor-commit",
        {[](CaseRun& run) { run.host.AddDiskFile(L"D:\\Hyper-V\\db-01\\logs.vhdx", 20ull << 30); },
-        [](CaseRun& run) {
-          auto editor = Own(run.root.CreateMachineEditor(run.machine.c_str()));
-          editor->SetMemorySize(16384);
-          editor->SetProcessorCount(4);
-          editor->AddDisk(L"D:\\Hyper-V\\db-01\\logs.vhdx");
-          editor->AddNetworkAdapter(kInternalSwitch);
-          editor->Commit();
-        }}},
+        EditAndCommit([](IMachineEditor& editor) {
+          editor.SetMemorySize(16384);
+          editor.SetProcessorCount(4);
+          editor.AddDisk(L"D:\\Hyper-V\\db-01\\logs.vhdx");
+          editor.AddNetworkAdapter(kInternalSwitch);
+        })}},
       {"builder-commit-generation-1",
        {[](CaseRun& run) {
           run.host.AddDiskFile(L"D:\\Hyper-V\\legacy-02\\system.vhdx", 40ull << 30);
         },
-        [](CaseRun& run) {
-          auto builder = Own(run.root.CreateMachineBuilder());
-          builder->SetSecureBoot(true);
-          builder->SetDynamicMemory(false);
-          builder->SetMemorySize(4096);
-          builder->AddDisk(L"D:\\Hyper-V\\legacy-02\\system.vhdx");
-          builder->AddNetworkAdapterWithVlan(kExternalSwitch, 0);
-          builder->AddNetworkAdapterWithVlan(L"", 7);
-          builder->Commit();
-        }}},
-      {"editor-commit-dynamic-memory-off",
-       {Nothing,
-        [](CaseRun& run) {
-          auto editor = Own(run.root.CreateMachineEditor(run.machine.c_str()));
-          editor->SetDynamicMemory(false);
-          editor->SetProcessorCount(2);
-          editor->Commit();
-        }}},
-      {"editor-commit-dynamic-memory-on",
-       {Nothing,
-        [](CaseRun& run) {
-          auto editor = Own(run.root.CreateMachineEditor(run.machine.c_str()));
-          editor->SetDynamicMemory(true);
-          editor->SetSecureBoot(true);
-          editor->Commit();
-        }}},
+        BuildAndCommit([](IMachineBuilder& builder) {
+          builder.SetSecureBoot(true);
+          builder.SetDynamicMemory(false);
+          builder.SetMemorySize(4096);
+          builder.AddDisk(L"D:\\Hyper-V\\legacy-02\\system.vhdx");
+          builder.AddNetworkAdapterWithVlan(kExternalSwitch, 0);
+          builder.AddNetworkAdapterWithVlan(L"", 7);
+        })}},
+      {"editor-commit-dynamic-memory-off", {Nothing, EditAndCommit([](IMachineEditor& editor) {
+                                              editor.SetDynamicMemory(false);
+                                              editor.SetProcessorCount(2);
+                                            })}},
+      {"editor-commit-dynamic-memory-on", {Nothing, EditAndCommit([](IMachineEditor& editor) {
+                                             editor.SetDynamicMemory(true);
+                                             editor.SetSecureBoot(true);
+                                           })}},
       {"editor-commit-security",
-       {Nothing,
-        [](CaseRun& run) {
-          auto editor = Own(run.root.CreateMachineEditor(run.machine.c_str()));
-          editor->SetName(L"vault-02");
-          editor->Commit();
-        }}},
+       {Nothing, EditAndCommit([](IMachineEditor& editor) { editor.SetName(L"vault-02"); })}},
       {"checkpoint-list",
        {Nothing,
         [](CaseRun& run) {
